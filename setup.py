@@ -1,0 +1,57 @@
+"""Build of the vxrcomn extension module (C++17 over the CPython C API)."""
+import glob
+import os
+
+from setuptools import Extension, setup
+from setuptools.command.build_ext import build_ext
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+
+
+class BuildExt(build_ext):
+    """Chooses C++17 flags for the compiler at hand; VXR_WERROR=1 makes
+    warnings errors (the Makefile and CI set it)."""
+
+    def build_extensions(self):
+        strict = os.environ.get("VXR_WERROR") == "1"
+        if self.compiler.compiler_type == "msvc":
+            flags = ["/std:c++17", "/EHsc", "/W3", "/utf-8"] + (["/WX"] if strict else [])
+        else:
+            flags = ["-std=c++17", "-Wall", "-Wextra", "-fvisibility=hidden"]
+            flags += ["-Werror"] if strict else []
+            flags += os.environ.get("VXR_EXTRA_CFLAGS", "").split()
+            # The interpreter's C-only warning flags make g++ complain.
+            for opt in ("-Wstrict-prototypes",):
+                if opt in self.compiler.compiler_so:
+                    self.compiler.compiler_so.remove(opt)
+        for ext in self.extensions:
+            ext.extra_compile_args = flags
+            ext.extra_link_args = os.environ.get("VXR_EXTRA_LDFLAGS", "").split()
+        super().build_extensions()
+
+
+sources = sorted(
+    os.path.relpath(p, HERE).replace(os.sep, "/")
+    for p in glob.glob(os.path.join(HERE, "src", "**", "*.cpp"), recursive=True)
+)
+
+setup(
+    name="vxrcomn",
+    version="0.1.0",
+    description="Common functions of the VXR data-conversion tools (PSLF EPC and KORA RAW reading)",
+    long_description=open(os.path.join(HERE, "README.md"), encoding="utf-8").read(),
+    long_description_content_type="text/markdown",
+    license="Proprietary",
+    python_requires=">=3.9",
+    ext_modules=[
+        Extension(
+            "vxrcomn",
+            sources=sources,
+            include_dirs=["src"],
+            depends=sorted(glob.glob("src/**/*.hpp", recursive=True) + glob.glob("src/*.def")),
+            language="c++",
+        )
+    ],
+    cmdclass={"build_ext": BuildExt},
+    zip_safe=False,
+)

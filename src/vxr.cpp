@@ -1,0 +1,90 @@
+// Out-of-line parts of the shared core (see vxr.hpp).
+#include "vxr.hpp"
+
+namespace vxr {
+
+void add_traceback(const char* qualname, Loc where) noexcept {
+    if (PyErr_Occurred()) _PyTraceback_Add(qualname, where.file, where.line);
+}
+
+Ref global(State& st, PyObject* name, Loc where) {
+    PyObject* value = PyDict_GetItemWithError(st.module_dict, name);
+    if (value != nullptr) return Ref::new_ref(value);
+    if (PyErr_Occurred()) fail(where);
+    value = PyObject_GetAttr(st.builtins, name);
+    if (value != nullptr) return Ref::steal(value);
+    if (PyErr_ExceptionMatches(PyExc_AttributeError)) {
+        PyErr_Clear();
+        PyErr_Format(PyExc_NameError, "name '%U' is not defined", name);
+    }
+    fail(where);
+}
+
+void parse_args_slow(const Params& params, PyObject* const* args, Py_ssize_t nargs, PyObject* kwnames,
+                     PyObject** out) {
+    Ref tuple = check(PyTuple_New(nargs), VXR_HERE);
+    for (Py_ssize_t i = 0; i < nargs; ++i) {
+        Py_INCREF(args[i]);
+        PyTuple_SET_ITEM(tuple.get(), i, args[i]);
+    }
+    Ref kwargs;
+    if (kwnames != nullptr && PyTuple_GET_SIZE(kwnames) > 0) {
+        kwargs = check(PyDict_New(), VXR_HERE);
+        for (Py_ssize_t i = 0; i < PyTuple_GET_SIZE(kwnames); ++i) {
+            check_status(PyDict_SetItem(kwargs.get(), PyTuple_GET_ITEM(kwnames, i), args[nargs + i]), VXR_HERE);
+        }
+    }
+    for (int i = 0; i < params.total; ++i) out[i] = nullptr;
+    auto kw = const_cast<vxr_kwlist_t>(reinterpret_cast<const char* const*>(params.keywords));
+    int ok = 0;
+    // The parsed objects are borrowed from the caller's argument array, which
+    // outlives the call.
+    switch (params.total) {
+        case 1: ok = PyArg_ParseTupleAndKeywords(tuple.get(), kwargs.get(), params.format, kw, &out[0]); break;
+        case 2: ok = PyArg_ParseTupleAndKeywords(tuple.get(), kwargs.get(), params.format, kw, &out[0], &out[1]); break;
+        case 3:
+            ok = PyArg_ParseTupleAndKeywords(tuple.get(), kwargs.get(), params.format, kw, &out[0], &out[1], &out[2]);
+            break;
+        case 4:
+            ok = PyArg_ParseTupleAndKeywords(tuple.get(), kwargs.get(), params.format, kw, &out[0], &out[1], &out[2],
+                                             &out[3]);
+            break;
+        case 5:
+            ok = PyArg_ParseTupleAndKeywords(tuple.get(), kwargs.get(), params.format, kw, &out[0], &out[1], &out[2],
+                                             &out[3], &out[4]);
+            break;
+        case 6:
+            ok = PyArg_ParseTupleAndKeywords(tuple.get(), kwargs.get(), params.format, kw, &out[0], &out[1], &out[2],
+                                             &out[3], &out[4], &out[5]);
+            break;
+        default: raise(PyExc_SystemError, "vxrcomn: unsupported parameter count", VXR_HERE);
+    }
+    if (!ok) fail(VXR_HERE);
+}
+
+Ref format(State& st, PyObject* templ, std::initializer_list<PyObject*> args, Loc where) {
+    PyObject* stack[8];
+    if (args.size() >= 8) raise(PyExc_SystemError, "vxrcomn: too many format arguments", where);
+    size_t n = 0;
+    stack[n++] = templ;
+    for (PyObject* a : args) stack[n++] = a;
+    return check(PyObject_VectorcallMethod(st.n.format, stack, n | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr), where);
+}
+
+Ref tuple_of(std::initializer_list<PyObject*> items, Loc where) {
+    Ref t = check(PyTuple_New(static_cast<Py_ssize_t>(items.size())), where);
+    Py_ssize_t i = 0;
+    for (PyObject* item : items) {
+        Py_INCREF(item);
+        PyTuple_SET_ITEM(t.get(), i++, item);
+    }
+    return t;
+}
+
+Ref new_ordered_dict(State& st, Loc where) {
+    Ref collections = global(st, st.n.collections, where);
+    Ref ordered_dict = getattr(collections.get(), st.n.OrderedDict, where);
+    return call0(ordered_dict.get(), where);
+}
+
+}  // namespace vxr

@@ -1,0 +1,453 @@
+// What every subsystem of vxrcomn shares: the reference owner, the error
+// model (a C++ exception that means "a Python error is set"), the entry-point
+// guard that adds the traceback entry, the module state with its interned
+// names, global look-ups at call time, argument parsing, and thin wrappers of
+// the Python operations that the functions perform.
+#pragma once
+
+#include "compat.hpp"
+
+#include <cstddef>
+#include <initializer_list>
+#include <new>
+#include <utility>
+
+namespace vxr {
+
+// ---------------------------------------------------------------------------
+// Reference owner
+// ---------------------------------------------------------------------------
+
+// Owns one strong reference.  Move-only; borrowed references stay raw
+// PyObject pointers.
+class Ref {
+public:
+    Ref() noexcept = default;
+    static Ref steal(PyObject* p) noexcept { return Ref(p); }
+    static Ref new_ref(PyObject* p) noexcept {
+        Py_XINCREF(p);
+        return Ref(p);
+    }
+    Ref(Ref&& other) noexcept : p_(other.p_) { other.p_ = nullptr; }
+    Ref& operator=(Ref&& other) noexcept {
+        if (this != &other) {
+            PyObject* old = p_;
+            p_ = other.p_;
+            other.p_ = nullptr;
+            Py_XDECREF(old);
+        }
+        return *this;
+    }
+    Ref(const Ref&) = delete;
+    Ref& operator=(const Ref&) = delete;
+    ~Ref() { Py_XDECREF(p_); }
+
+    PyObject* get() const noexcept { return p_; }
+    explicit operator bool() const noexcept { return p_ != nullptr; }
+    [[nodiscard]] PyObject* release() noexcept {
+        PyObject* p = p_;
+        p_ = nullptr;
+        return p;
+    }
+    void reset() noexcept { Py_CLEAR(p_); }
+
+private:
+    explicit Ref(PyObject* p) noexcept : p_(p) {}
+    PyObject* p_ = nullptr;
+};
+
+// ---------------------------------------------------------------------------
+// Errors
+// ---------------------------------------------------------------------------
+
+struct Loc {
+    const char* file;
+    int line;
+};
+#define VXR_HERE ::vxr::Loc{__FILE__, __LINE__}
+#define VXR_CALLER ::vxr::Loc{VXR_BUILTIN_FILE(), VXR_BUILTIN_LINE()}
+
+// Thrown when a Python exception is set; carries where it was noticed, for
+// the traceback entry.  Never crosses into the interpreter: guard() maps it
+// back to NULL.
+struct PyErrorSet {
+    Loc where;
+};
+
+[[noreturn]] inline void fail(Loc where = VXR_CALLER) { throw PyErrorSet{where}; }
+
+inline Ref check(PyObject* p, Loc where = VXR_CALLER) {
+    if (VXR_UNLIKELY(p == nullptr)) throw PyErrorSet{where};
+    return Ref::steal(p);
+}
+
+inline int check_status(int status, Loc where = VXR_CALLER) {
+    if (VXR_UNLIKELY(status < 0)) throw PyErrorSet{where};
+    return status;
+}
+
+[[noreturn]] inline void raise(PyObject* type, const char* message, Loc where = VXR_CALLER) {
+    PyErr_SetString(type, message);
+    throw PyErrorSet{where};
+}
+
+// The text of the unbound-local error that the tools see when a variable of
+// the original algorithm is read before it was ever assigned.
+[[noreturn]] inline void raise_unbound_local(const char* name, Loc where = VXR_CALLER) {
+    PyErr_Format(PyExc_UnboundLocalError, "local variable '%s' referenced before assignment", name);
+    throw PyErrorSet{where};
+}
+
+// While alive, the exception that was set when it was made is the "handled"
+// exception, as inside an `except:` clause: whatever is raised in the handler
+// body (by the module or by a callable it calls) gets it as __context__.
+class Handling {
+public:
+    Handling() noexcept {
+        PyObject *type, *value, *tb;
+        PyErr_Fetch(&type, &value, &tb);
+        PyErr_NormalizeException(&type, &value, &tb);
+        if (tb != nullptr && value != nullptr) PyException_SetTraceback(value, tb);
+        PyErr_GetExcInfo(&prev_type_, &prev_value_, &prev_tb_);
+        PyErr_SetExcInfo(type, value, tb);
+    }
+    ~Handling() { PyErr_SetExcInfo(prev_type_, prev_value_, prev_tb_); }
+    Handling(const Handling&) = delete;
+    Handling& operator=(const Handling&) = delete;
+
+private:
+    PyObject *prev_type_ = nullptr, *prev_value_ = nullptr, *prev_tb_ = nullptr;
+};
+
+void add_traceback(const char* qualname, Loc where) noexcept;
+
+// Runs the body of a module function: every C++ exception is mapped back to
+// a set Python error, and the entry "vxrcomn.<name>" is added to the
+// traceback of whatever leaves the function.
+template <typename Body>
+PyObject* guard(const char* qualname, Body&& body) noexcept {
+    try {
+        PyObject* result = body();
+        if (result != nullptr) return result;
+        if (!PyErr_Occurred()) PyErr_SetString(PyExc_SystemError, "error return without exception set");
+        add_traceback(qualname, Loc{__FILE__, __LINE__});
+    } catch (const PyErrorSet& e) {
+        add_traceback(qualname, e.where);
+    } catch (const std::bad_alloc&) {
+        PyErr_NoMemory();
+        add_traceback(qualname, Loc{__FILE__, __LINE__});
+    } catch (...) {
+        PyErr_SetString(PyExc_SystemError, "unexpected C++ exception in vxrcomn");
+        add_traceback(qualname, Loc{__FILE__, __LINE__});
+    }
+    return nullptr;
+}
+
+// ---------------------------------------------------------------------------
+// Module state
+// ---------------------------------------------------------------------------
+
+// The interned names and constant texts, one field each (see names.def).
+struct Names {
+#define VXR_NAME(id, text) PyObject* id;
+#include "names.def"
+#undef VXR_NAME
+};
+
+struct State {
+    Names n;
+    PyObject* module_dict;  // borrowed: the module owns it and outlives calls
+    PyObject* builtins;     // the builtins module, bound as __builtins__
+
+    // Built-in names, looked up once at initialisation.
+    PyObject* b_object;
+    PyObject* b_print;
+    PyObject* b_max;
+    PyObject* b_open;
+    PyObject* b_zip;
+    PyObject* b_enumerate;
+    PyObject* b_range;
+    PyObject* b_sum;
+
+    // The standard objects as imported; a fast path runs only while the
+    // module's globals still refer to these.
+    PyObject* std_re;
+    PyObject* std_re_compile;
+    PyObject* std_shlex;
+    PyObject* std_shlex_class;
+    PyObject* std_shlex_split;
+    PyObject* std_collections;
+    PyObject* std_ordered_dict;
+    unsigned int shlex_class_version;  // 0: unknown, so never fast
+
+    // Import-time defaults shared by every call.
+    PyObject* default_path;      // _get_file_name(path=)
+    PyObject* default_workdir;   // _get_unique_tmp_file_name(workdir=)
+    PyObject* default_sfxlist;   // _get_sized_string(sfxlist=)
+
+    // The module's own function objects, so that a global that still holds
+    // one is called directly instead of through the interpreter.
+    PyObject* fn_split_textline_kora;
+    PyObject* fn_no_check_vlist;
+    PyObject* fn_epc_assign_common;
+    PyObject* fn_get_unwrapped_string;
+    PyObject* fn_file_pnx;
+    PyObject* fn_print_dict;
+
+    bool ready;
+};
+
+// Every owned object field of State, for traverse, clear and free.
+#define VXR_STATE_OBJECTS(X)                                                                   \
+    X(builtins) X(b_object) X(b_print) X(b_max) X(b_open) X(b_zip) X(b_enumerate) X(b_range)   \
+    X(b_sum) X(std_re) X(std_re_compile) X(std_shlex) X(std_shlex_class) X(std_shlex_split)   \
+    X(std_collections) X(std_ordered_dict) X(default_path) X(default_workdir)                 \
+    X(default_sfxlist) X(fn_split_textline_kora) X(fn_no_check_vlist) X(fn_epc_assign_common) \
+    X(fn_get_unwrapped_string) X(fn_file_pnx) X(fn_print_dict)
+
+// The state of the module object that a function is bound to.
+inline State& state_of(PyObject* module) {
+    auto* st = static_cast<State*>(PyModule_GetState(module));
+    if (VXR_UNLIKELY(st == nullptr || !st->ready)) {
+        if (!PyErr_Occurred()) PyErr_SetString(PyExc_SystemError, "vxrcomn: module state is not available");
+        fail(VXR_HERE);
+    }
+    return *st;
+}
+
+// ---------------------------------------------------------------------------
+// Globals, looked up at call time
+// ---------------------------------------------------------------------------
+
+// A module global by name, falling back to the built-ins; NameError when
+// neither has it.
+Ref global(State& st, PyObject* name, Loc where = VXR_CALLER);
+
+// True while the module global `name` is still the object `expected`.
+// A failing look-up counts as "not the standard object".
+inline bool global_is(State& st, PyObject* name, PyObject* expected) noexcept {
+    PyObject* value = PyDict_GetItemWithError(st.module_dict, name);
+    if (value == nullptr) PyErr_Clear();
+    return value == expected;
+}
+
+// True while the module attribute `name` of `module` is still `expected`.
+inline bool attribute_is(PyObject* module, PyObject* name, PyObject* expected) noexcept {
+    PyObject* dict = PyModule_Check(module) ? PyModule_GetDict(module) : nullptr;
+    if (dict == nullptr) return false;
+    PyObject* value = PyDict_GetItemWithError(dict, name);
+    if (value == nullptr) PyErr_Clear();
+    return value == expected;
+}
+
+// The standard `re` module with its compile function, as imported.
+inline bool std_re_in_use(State& st) noexcept {
+    return global_is(st, st.n.re, st.std_re) && attribute_is(st.std_re, st.n.compile, st.std_re_compile);
+}
+
+// The standard `shlex` module with its lexer class unchanged since import
+// (its attribute version tag moves on any class attribute assignment).
+inline bool std_shlex_class_unchanged(State& st) noexcept {
+    auto* cls = reinterpret_cast<PyTypeObject*>(st.std_shlex_class);
+    return st.shlex_class_version != 0 && PyType_HasFeature(cls, Py_TPFLAGS_VALID_VERSION_TAG) &&
+           cls->tp_version_tag == st.shlex_class_version;
+}
+
+inline bool std_shlex_in_use(State& st) noexcept {
+    return global_is(st, st.n.shlex, st.std_shlex) && attribute_is(st.std_shlex, st.n.shlex, st.std_shlex_class) &&
+           std_shlex_class_unchanged(st);
+}
+
+// ---------------------------------------------------------------------------
+// Argument parsing
+// ---------------------------------------------------------------------------
+
+// Parameters of a function taking positional-or-keyword arguments.  The
+// common call (all positional, count in range) costs a copy of pointers;
+// anything else goes through the interpreter's own parser, so the errors are
+// the interpreter's own.
+struct Params {
+    const char* name;
+    const char* const* keywords;  // nullptr-terminated
+    int required;
+    int total;
+    const char* format;  // for PyArg_ParseTupleAndKeywords, e.g. "OO|O:name"
+};
+
+void parse_args_slow(const Params& params, PyObject* const* args, Py_ssize_t nargs, PyObject* kwnames,
+                     PyObject** out);
+
+// Fills out[0..total) with borrowed references (nullptr for an omitted
+// optional argument).  Throws when the arguments do not fit.
+inline void parse_args(const Params& params, PyObject* const* args, Py_ssize_t nargsf, PyObject* kwnames,
+                       PyObject** out) {
+    Py_ssize_t nargs = PyVectorcall_NARGS(nargsf);
+    if (VXR_LIKELY(kwnames == nullptr && nargs >= params.required && nargs <= params.total)) {
+        Py_ssize_t i = 0;
+        for (; i < nargs; ++i) out[i] = args[i];
+        for (; i < params.total; ++i) out[i] = nullptr;
+        return;
+    }
+    parse_args_slow(params, args, nargs, kwnames, out);
+}
+
+// ---------------------------------------------------------------------------
+// Python operations
+// ---------------------------------------------------------------------------
+
+inline Ref call0(PyObject* callable, Loc where = VXR_CALLER) { return check(PyObject_CallNoArgs(callable), where); }
+
+inline Ref call1(PyObject* callable, PyObject* a, Loc where = VXR_CALLER) {
+    return check(PyObject_CallOneArg(callable, a), where);
+}
+
+inline Ref callv(PyObject* callable, PyObject* const* args, size_t n, Loc where = VXR_CALLER) {
+    return check(PyObject_Vectorcall(callable, args, n, nullptr), where);
+}
+
+// obj.name(*args)
+inline Ref method(PyObject* obj, PyObject* name, Loc where = VXR_CALLER) {
+    PyObject* stack[1] = {obj};
+    return check(PyObject_VectorcallMethod(name, stack, 1 | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr), where);
+}
+inline Ref method(PyObject* obj, PyObject* name, PyObject* a, Loc where = VXR_CALLER) {
+    PyObject* stack[2] = {obj, a};
+    return check(PyObject_VectorcallMethod(name, stack, 2 | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr), where);
+}
+inline Ref method(PyObject* obj, PyObject* name, PyObject* a, PyObject* b, Loc where = VXR_CALLER) {
+    PyObject* stack[3] = {obj, a, b};
+    return check(PyObject_VectorcallMethod(name, stack, 3 | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr), where);
+}
+
+// template.format(*args): the interpreter's own str.format.
+Ref format(State& st, PyObject* templ, std::initializer_list<PyObject*> args, Loc where = VXR_CALLER);
+
+inline Ref getattr(PyObject* obj, PyObject* name, Loc where = VXR_CALLER) {
+    return check(PyObject_GetAttr(obj, name), where);
+}
+
+inline Ref getitem(PyObject* obj, PyObject* key, Loc where = VXR_CALLER) {
+    return check(PyObject_GetItem(obj, key), where);
+}
+
+// obj[i] with a small non-negative constant index.
+inline Ref getindex(PyObject* obj, Py_ssize_t i, Loc where = VXR_CALLER) {
+    if (PyList_CheckExact(obj)) {
+        if (i < PyList_GET_SIZE(obj)) return Ref::new_ref(PyList_GET_ITEM(obj, i));
+    } else if (PyTuple_CheckExact(obj)) {
+        if (i < PyTuple_GET_SIZE(obj)) return Ref::new_ref(PyTuple_GET_ITEM(obj, i));
+    }
+    Ref key = check(PyLong_FromSsize_t(i), where);
+    return check(PyObject_GetItem(obj, key.get()), where);
+}
+
+inline void setitem(PyObject* obj, PyObject* key, PyObject* value, Loc where = VXR_CALLER) {
+    check_status(PyObject_SetItem(obj, key, value), where);
+}
+
+inline bool truthy(PyObject* obj, Loc where = VXR_CALLER) { return check_status(PyObject_IsTrue(obj), where) != 0; }
+
+// a == b, as the `==` of an if statement.
+inline bool equals(PyObject* a, PyObject* b, Loc where = VXR_CALLER) {
+    if (PyUnicode_CheckExact(a) && PyUnicode_CheckExact(b)) {
+        if (a == b) return true;
+        return PyUnicode_GET_LENGTH(a) == PyUnicode_GET_LENGTH(b) && PyUnicode_Compare(a, b) == 0;
+    }
+    return check_status(PyObject_RichCompareBool(a, b, Py_EQ), where) != 0;
+}
+
+// a + b
+inline Ref add(PyObject* a, PyObject* b, Loc where = VXR_CALLER) {
+    if (PyUnicode_CheckExact(a) && PyUnicode_CheckExact(b)) return check(PyUnicode_Concat(a, b), where);
+    return check(PyNumber_Add(a, b), where);
+}
+
+// a += b (a is replaced by the result)
+inline void add_to(Ref& a, PyObject* b, Loc where = VXR_CALLER) {
+    if (PyUnicode_CheckExact(a.get()) && PyUnicode_CheckExact(b)) {
+        a = check(PyUnicode_Concat(a.get(), b), where);
+    } else {
+        a = check(PyNumber_InPlaceAdd(a.get(), b), where);
+    }
+}
+
+inline Ref str(PyObject* obj, Loc where = VXR_CALLER) { return check(PyObject_Str(obj), where); }
+
+// int(obj) and float(obj)
+inline Ref to_int(PyObject* obj, Loc where = VXR_CALLER) { return check(PyNumber_Long(obj), where); }
+inline Ref to_float(PyObject* obj, Loc where = VXR_CALLER) {
+    if (PyFloat_CheckExact(obj)) return Ref::new_ref(obj);
+    return check(PyNumber_Float(obj), where);
+}
+
+inline Ref iter(PyObject* obj, Loc where = VXR_CALLER) { return check(PyObject_GetIter(obj), where); }
+
+// next(it), or an empty Ref at the end.
+inline Ref next(PyObject* it, Loc where = VXR_CALLER) {
+    PyObject* item = PyIter_Next(it);
+    if (item == nullptr && PyErr_Occurred()) fail(where);
+    return Ref::steal(item);
+}
+
+inline Py_ssize_t length(PyObject* obj, Loc where = VXR_CALLER) {
+    Py_ssize_t n = PyObject_Size(obj);
+    if (n < 0) fail(where);
+    return n;
+}
+
+inline Ref new_list(Py_ssize_t n = 0, Loc where = VXR_CALLER) { return check(PyList_New(n), where); }
+inline Ref new_dict(Loc where = VXR_CALLER) { return check(PyDict_New(), where); }
+
+inline void append(PyObject* list, PyObject* item, Loc where = VXR_CALLER) {
+    check_status(PyList_Append(list, item), where);
+}
+
+// (a, b, ...) as a new tuple; the items are borrowed.
+Ref tuple_of(std::initializer_list<PyObject*> items, Loc where = VXR_CALLER);
+
+inline PyObject* py_bool(bool b) noexcept { return b ? Py_True : Py_False; }
+
+// collections.OrderedDict(), through the module global.
+Ref new_ordered_dict(State& st, Loc where = VXR_CALLER);
+
+}  // namespace vxr
+
+// ---------------------------------------------------------------------------
+// Function definitions
+// ---------------------------------------------------------------------------
+
+// Each module function is defined by one of these; the module binds them in
+// the order of functions.def.  IMPL is a function of (State&, arguments...)
+// returning a vxr::Ref.
+#define VXR_DEF_NOARGS(NAME, IMPL)                                                             \
+    static PyObject* NAME##_entry(PyObject* module, PyObject*) noexcept {                      \
+        return ::vxr::guard("vxrcomn." #NAME, [&] { return IMPL(::vxr::state_of(module)).release(); }); \
+    }                                                                                          \
+    PyMethodDef vxr_def_##NAME = {#NAME, NAME##_entry, METH_NOARGS, #NAME "($module, /)\n--\n\n"};
+
+#define VXR_DEF_ONE_ARG(NAME, ARG, IMPL)                                                        \
+    static PyObject* NAME##_entry(PyObject* module, PyObject* arg) noexcept {                   \
+        return ::vxr::guard("vxrcomn." #NAME, [&] { return IMPL(::vxr::state_of(module), arg).release(); }); \
+    }                                                                                           \
+    PyMethodDef vxr_def_##NAME = {#NAME, NAME##_entry, METH_O, #NAME "($module, " ARG ", /)\n--\n\n"};
+
+// NAME with N parameters of which REQUIRED are required; KEYWORDS the
+// parameter names; SIGNATURE the text signature (with defaults); IMPL is
+// called with a PyObject* const* of N borrowed arguments (nullptr where an
+// optional one was omitted).
+#define VXR_DEF_ARGS(NAME, SIGNATURE, FORMAT, REQUIRED, IMPL, ...)                               \
+    static const char* const NAME##_keywords[] = {__VA_ARGS__, nullptr};                         \
+    static const ::vxr::Params NAME##_params = {                                                 \
+        #NAME, NAME##_keywords, REQUIRED, static_cast<int>(sizeof(NAME##_keywords) / sizeof(char*)) - 1, \
+        FORMAT ":" #NAME};                                                                       \
+    static PyObject* NAME##_entry(PyObject* module, PyObject* const* args, Py_ssize_t nargsf,    \
+                                  PyObject* kwnames) noexcept {                                  \
+        return ::vxr::guard("vxrcomn." #NAME, [&] {                                              \
+            PyObject* a[sizeof(NAME##_keywords) / sizeof(char*) - 1];                            \
+            ::vxr::parse_args(NAME##_params, args, nargsf, kwnames, a);                          \
+            return IMPL(::vxr::state_of(module), a).release();                                   \
+        });                                                                                      \
+    }                                                                                            \
+    PyMethodDef vxr_def_##NAME = {                                                               \
+        #NAME, reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)(void)>(NAME##_entry)),    \
+        METH_FASTCALL | METH_KEYWORDS, #NAME SIGNATURE "\n--\n\n"};

@@ -1,0 +1,78 @@
+"""Shared test setup: the module under test, the winreg stand-in on
+non-Windows hosts, the shared data files (when present), and a fixture that
+restores the module's globals after every test."""
+import os
+import sys
+
+import pytest
+from hypothesis import settings
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+STANDIN = os.path.join(ROOT, "standin")
+if sys.platform != "win32" and STANDIN not in sys.path:
+    sys.path.insert(0, STANDIN)
+if ROOT not in sys.path:
+    sys.path.insert(0, ROOT)
+
+IMPORT_CWD = os.getcwd()  # the module's path defaults are this folder
+import vxrcomn  # noqa: E402
+
+# Real data files written by other programs; absent in a user's clone.
+SHARED_DATA = os.environ.get("VXR_SHARED_DATA", os.path.join(ROOT, "..", "shared", "data"))
+
+settings.register_profile("default", deadline=None, print_blob=True)
+settings.register_profile("fuzz", deadline=None, print_blob=True, max_examples=200_000)
+settings.load_profile(os.environ.get("HYPOTHESIS_PROFILE", "default"))
+
+
+def shared_files(kind, *suffixes):
+    """Paths of the shared data files of one kind ("raw" or "epc")."""
+    folder = os.path.join(SHARED_DATA, kind)
+    if not os.path.isdir(folder):
+        return []
+    return sorted(
+        os.path.join(folder, name) for name in os.listdir(folder) if name.lower().endswith(suffixes)
+    )
+
+
+requires_shared_data = pytest.mark.skipif(
+    not os.path.isdir(SHARED_DATA), reason="shared data files are not present"
+)
+
+
+@pytest.fixture(autouse=True)
+def restore_module_globals():
+    """Tests rebind the module's globals (re, shlex, _WRAP_CHAR, ...); put
+    them back afterwards."""
+    before = dict(vxrcomn.__dict__)
+    yield
+    now = vxrcomn.__dict__
+    for key in [k for k in now if k not in before]:
+        del now[key]
+    for key, value in before.items():
+        if now.get(key, object()) is not value:
+            now[key] = value
+
+
+class Progress:
+    """A progress callable that records every message."""
+
+    def __init__(self):
+        self.messages = []
+
+    def __call__(self, text):
+        self.messages.append(text)
+
+    @property
+    def text(self):
+        return "".join(self.messages)
+
+
+@pytest.fixture
+def progress():
+    return Progress()
+
+
+@pytest.fixture
+def vx():
+    return vxrcomn

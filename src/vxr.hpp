@@ -410,6 +410,30 @@ inline PyObject* py_bool(bool b) noexcept { return b ? Py_True : Py_False; }
 // collections.OrderedDict(), through the module global.
 Ref new_ordered_dict(State& st, Loc where = VXR_CALLER);
 
+// Calls the module function bound to the global `name` with `args`.  While
+// the global still holds the module's own function object `own`, `direct`
+// (the implementation, called in C++) runs instead of a call through the
+// interpreter; an error leaving it gets the traceback entry `qualname`, as
+// the interpreter call would have given it.
+template <typename Direct>
+Ref call_module_function(State& st, PyObject* name, PyObject* own, const char* qualname, Direct&& direct,
+                         std::initializer_list<PyObject*> args, Loc where = VXR_CALLER) {
+    Ref function = global(st, name, where);
+    if (function.get() == own) {
+        try {
+            return direct();
+        } catch (const PyErrorSet& e) {
+            add_traceback(qualname, e.where);
+            throw PyErrorSet{where};
+        }
+    }
+    PyObject* stack[8];
+    if (args.size() > 8) raise(PyExc_SystemError, "vxrcomn: too many arguments", where);
+    size_t n = 0;
+    for (PyObject* a : args) stack[n++] = a;
+    return callv(function.get(), stack, n, where);
+}
+
 }  // namespace vxr
 
 // ---------------------------------------------------------------------------
@@ -435,7 +459,11 @@ Ref new_ordered_dict(State& st, Loc where = VXR_CALLER);
 // parameter names; SIGNATURE the text signature (with defaults); IMPL is
 // called with a PyObject* const* of N borrowed arguments (nullptr where an
 // optional one was omitted).
-#define VXR_DEF_ARGS(NAME, SIGNATURE, FORMAT, REQUIRED, IMPL, ...)                               \
+#define VXR_DEF_ARGS(NAME, SIGNATURE, FORMAT, REQUIRED, IMPL, ...) \
+    VXR_DEF_ARGS_DOC(NAME, SIGNATURE, "", FORMAT, REQUIRED, IMPL, __VA_ARGS__)
+
+// As VXR_DEF_ARGS, with DOC as the function's docstring after its signature.
+#define VXR_DEF_ARGS_DOC(NAME, SIGNATURE, DOC, FORMAT, REQUIRED, IMPL, ...)                      \
     static const char* const NAME##_keywords[] = {__VA_ARGS__, nullptr};                         \
     static const ::vxr::Params NAME##_params = {                                                 \
         #NAME, NAME##_keywords, REQUIRED, static_cast<int>(sizeof(NAME##_keywords) / sizeof(char*)) - 1, \
@@ -450,4 +478,4 @@ Ref new_ordered_dict(State& st, Loc where = VXR_CALLER);
     }                                                                                            \
     PyMethodDef vxr_def_##NAME = {                                                               \
         #NAME, reinterpret_cast<PyCFunction>(reinterpret_cast<void (*)(void)>(NAME##_entry)),    \
-        METH_FASTCALL | METH_KEYWORDS, #NAME SIGNATURE "\n--\n\n"};
+        METH_FASTCALL | METH_KEYWORDS, #NAME SIGNATURE "\n--\n\n" DOC};

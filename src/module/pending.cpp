@@ -71,24 +71,6 @@ VXR_DEF_ARGS(_get_arguments_as_attr, "($module, /, default_args_dict, kwds)", "O
              Pending{"_get_arguments_as_attr"}, "default_args_dict", "kwds")
 VXR_DEF_ONE_ARG(_check_kora_version, "kora_vrsn", Pending{"_check_kora_version"})
 
-// --- KORA RAW reading -------------------------------------------------------
-VXR_DEF_ONE_ARG(_check_eof_blank_line_kora, "line", Pending{"_check_eof_blank_line_kora"})
-VXR_DEF_ONE_ARG(_split_textline_kora, "linetxt", Pending{"_split_textline_kora"})
-VXR_DEF_ARGS(_split_textline_kora_keyvalue_pair, "($module, /, recgrp, line, progress)", "OOO", 3,
-             Pending{"_split_textline_kora_keyvalue_pair"}, "recgrp", "line", "progress")
-VXR_DEF_ARGS(_split_txtline_to_values_kora, "($module, /, recgrp, line, frst_name, frst_type, progress)", "OOOOO", 5,
-             Pending{"_split_txtline_to_values_kora"}, "recgrp", "line", "frst_name", "frst_type", "progress")
-VXR_DEF_ONE_ARG(_split_txtline_to_values_kora_no_check_vlist, "line",
-                Pending{"_split_txtline_to_values_kora_no_check_vlist"})
-VXR_DEF_ONE_ARG(_split_txtline_to_values_kora_no_check, "line", Pending{"_split_txtline_to_values_kora_no_check"})
-VXR_DEF_ONE_ARG(_check_zcorec_table_kora, "vlst", Pending{"_check_zcorec_table_kora"})
-VXR_DEF_ONE_ARG(_split_txtline_to_values_kora_no_check_00, "line",
-                Pending{"_split_txtline_to_values_kora_no_check_00"})
-VXR_DEF_ARGS(_list_of_key_value_pairs_to_dict_kora, "($module, /, vlist, frmt_dict)", "OO", 2,
-             Pending{"_list_of_key_value_pairs_to_dict_kora"}, "vlist", "frmt_dict")
-VXR_DEF_ARGS(_list_of_ratings_items_to_dict_kora, "($module, /, recgrp, vlist, frmt_dict, line, progress)", "OOOOO",
-             5, Pending{"_list_of_ratings_items_to_dict_kora"}, "recgrp", "vlist", "frmt_dict", "line", "progress")
-
 // --- substation listing -----------------------------------------------------
 VXR_DEF_ARGS(_print_kora_substation_block_data_as_stored, "($module, /, sub_block_data_dict, progress)", "OO", 2,
              Pending{"_print_kora_substation_block_data_as_stored"}, "sub_block_data_dict", "progress")

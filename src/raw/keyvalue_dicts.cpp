@@ -1,0 +1,217 @@
+// KORA RAW key/value and rating records turned into ordered dictionaries
+// laid out by the tool's format dictionary, with defaults.
+#include "raw/raw.hpp"
+
+#include <utility>
+#include <vector>
+
+namespace vxr {
+namespace raw {
+namespace {
+
+using Items = std::vector<std::pair<Ref, Ref>>;
+
+// list(mapping.items()): a snapshot, so that code run while the items are
+// read cannot disturb the walk.  An exact dict is copied without building
+// the list of tuples.
+Items snapshot_items(State& st, PyObject* mapping) {
+    Items items;
+    if (PyDict_CheckExact(mapping)) {
+        items.reserve(static_cast<size_t>(PyDict_GET_SIZE(mapping)));
+        Py_ssize_t pos = 0;
+        PyObject *key, *value;
+        while (PyDict_Next(mapping, &pos, &key, &value)) items.emplace_back(Ref::new_ref(key), Ref::new_ref(value));
+        return items;
+    }
+    Ref view = method(mapping, st.n.items, VXR_HERE);
+    Ref list = check(PySequence_List(view.get()), VXR_HERE);
+    for (Py_ssize_t i = 0; i < PyList_GET_SIZE(list.get()); ++i) {
+        Ref pair[2];
+        unpack(PyList_GET_ITEM(list.get(), i), 2, pair, VXR_HERE);
+        items.emplace_back(std::move(pair[0]), std::move(pair[1]));
+    }
+    return items;
+}
+
+// text.upper() for an exact str; ASCII is done here.
+Ref upper(State& st, PyObject* text) {
+    if (!PyUnicode_IS_ASCII(text)) return method(text, st.n.upper, VXR_HERE);
+    const Py_ssize_t len = PyUnicode_GET_LENGTH(text);
+    const Py_UCS1* src = PyUnicode_1BYTE_DATA(text);
+    Py_ssize_t k = 0;
+    while (k < len && !(src[k] >= 'a' && src[k] <= 'z')) ++k;
+    if (k == len) return Ref::new_ref(text);
+    Ref out = check(PyUnicode_New(len, 127), VXR_HERE);
+    Py_UCS1* dst = PyUnicode_1BYTE_DATA(out.get());
+    for (Py_ssize_t i = 0; i < len; ++i) dst[i] = (src[i] >= 'a' && src[i] <= 'z') ? src[i] - 'a' + 'A' : src[i];
+    return out;
+}
+
+// elst = each.split("="); vnam = elst[0].upper(); vval = elst[1]
+void split_pair(State& st, PyObject* each, Ref& vnam, Ref& vval) {
+    if (PyUnicode_CheckExact(each)) {
+        const Py_ssize_t len = PyUnicode_GET_LENGTH(each);
+        const Py_ssize_t first = PyUnicode_FindChar(each, '=', 0, len, 1);
+        if (first == -2) fail(VXR_HERE);
+        Ref name = check(PyUnicode_Substring(each, 0, first < 0 ? len : first), VXR_HERE);
+        vnam = upper(st, name.get());
+        if (first < 0) raise(PyExc_IndexError, "list index out of range", VXR_HERE);
+        Py_ssize_t second = PyUnicode_FindChar(each, '=', first + 1, len, 1);
+        if (second == -2) fail(VXR_HERE);
+        vval = check(PyUnicode_Substring(each, first + 1, second < 0 ? len : second), VXR_HERE);
+        return;
+    }
+    Ref elst = method(each, st.n.split, st.n.equals_sign, VXR_HERE);
+    Ref head = getindex(elst.get(), 0, VXR_HERE);
+    vnam = method(head.get(), st.n.upper, VXR_HERE);
+    vval = getindex(elst.get(), 1, VXR_HERE);
+}
+
+// x == text, or -1 with the error set.
+int equals_status(PyObject* x, PyObject* text) {
+    if (PyUnicode_CheckExact(x)) return x == text || PyUnicode_Compare(x, text) == 0;
+    return PyObject_RichCompareBool(x, text, Py_EQ);
+}
+
+// ---------------------------------------------------------------------------
+// _list_of_key_value_pairs_to_dict_kora
+// ---------------------------------------------------------------------------
+
+Ref key_value_pairs_to_dict(State& st, PyObject* const* args) {
+    PyObject* vlist = args[0];
+    PyObject* frmt_dict = args[1];
+    Names& n = st.n;
+
+    Ref tdct = new_dict(VXR_HERE);
+    Ref it = iter(vlist, VXR_HERE);
+    while (Ref each = next(it.get(), VXR_HERE)) {
+        Ref vnam, vval;
+        split_pair(st, each.get(), vnam, vval);
+        check_status(PyDict_SetItem(tdct.get(), vnam.get(), vval.get()), VXR_HERE);
+    }
+
+    Ref tdct2 = new_ordered_dict(st, VXR_HERE);
+    // Not reset between fields: a field whose type is neither "int" nor
+    // "float" takes whatever the previous field left here.
+    Ref v;
+    for (auto& item : snapshot_items(st, frmt_dict)) {
+        PyObject* vnam = item.first.get();
+        Ref defval = getitem(item.second.get(), n.defval, VXR_HERE);
+        Ref vartyp = getitem(item.second.get(), n.type, VXR_HERE);
+        if (!check_status(PyDict_Contains(tdct.get(), vnam), VXR_HERE)) {
+            v = Ref::new_ref(defval.get());
+        } else {
+            // Any failure of the conversion, the comparisons included, gives
+            // the default, silently.
+            PyObject* text = PyDict_GetItemWithError(tdct.get(), vnam);
+            Ref converted;
+            bool failed = text == nullptr;
+            if (!failed) {
+                int is_int = equals_status(vartyp.get(), n.int_);
+                if (is_int > 0) {
+                    converted = Ref::steal(PyNumber_Long(text));
+                    failed = !converted;
+                } else if (is_int < 0) {
+                    failed = true;
+                } else {
+                    int is_float = equals_status(vartyp.get(), n.float_);
+                    if (is_float > 0) {
+                        converted = Ref::steal(PyNumber_Float(text));
+                        failed = !converted;
+                    } else if (is_float < 0) {
+                        failed = true;
+                    }
+                }
+            }
+            if (failed) {
+                PyErr_Clear();
+                v = Ref::new_ref(defval.get());
+            } else if (converted) {
+                v = std::move(converted);
+            }
+        }
+        if (!v) raise_unbound_local("v", VXR_HERE);
+        setitem(tdct2.get(), vnam, v.get(), VXR_HERE);
+    }
+    return tdct2;
+}
+
+// ---------------------------------------------------------------------------
+// _list_of_ratings_items_to_dict_kora
+// ---------------------------------------------------------------------------
+
+// tdct[key] if key in tdct else frmt_dict[key]["defval"]
+Ref given_or_default(State& st, PyObject* tdct, PyObject* frmt_dict, PyObject* key) {
+    if (check_status(PyDict_Contains(tdct, key), VXR_HERE)) return getitem(tdct, key, VXR_HERE);
+    Ref descriptor = getitem(frmt_dict, key, VXR_HERE);
+    return getitem(descriptor.get(), st.n.defval, VXR_HERE);
+}
+
+Ref ratings_to_dict(State& st, PyObject* const* args) {
+    PyObject* recgrp = args[0];
+    PyObject* vlist = args[1];
+    PyObject* frmt_dict = args[2];
+    PyObject* line = args[3];
+    PyObject* progress = args[4];
+    Names& n = st.n;
+
+    Ref keys = method(frmt_dict, n.keys, VXR_HERE);
+    Ref rat_keys = check(PySequence_List(keys.get()), VXR_HERE);
+    Ref k_rat_num = getindex(rat_keys.get(), 0, VXR_HERE);
+    Ref k_rat_nam = getindex(rat_keys.get(), 1, VXR_HERE);
+    Ref k_rat_dsc = getindex(rat_keys.get(), 2, VXR_HERE);
+
+    // Items are matched to the fields by position, as zip() pairs them.
+    Ref tdct = new_dict(VXR_HERE);
+    PyObject* zip_args[2] = {rat_keys.get(), vlist};
+    Ref pairs = callv(st.b_zip, zip_args, 2, VXR_HERE);
+    Ref it = iter(pairs.get(), VXR_HERE);
+    while (Ref pair = next(it.get(), VXR_HERE)) {
+        Ref kv[2];
+        unpack(pair.get(), 2, kv, VXR_HERE);
+        setitem(tdct.get(), kv[0].get(), kv[1].get(), VXR_HERE);
+    }
+
+    Ref num_val = Ref::new_ref(Py_None);
+    bool ierr = true;
+    if (check_status(PyDict_Contains(tdct.get(), k_rat_num.get()), VXR_HERE)) {
+        PyObject* number = PyDict_GetItemWithError(tdct.get(), k_rat_num.get());
+        PyObject* converted = number != nullptr ? PyNumber_Long(number) : nullptr;
+        if (converted != nullptr) {
+            num_val = Ref::steal(converted);
+            ierr = false;
+        } else {
+            if (!PyErr_Occurred()) PyErr_SetObject(PyExc_KeyError, k_rat_num.get());
+            Handling handling;
+            Ref indent = global(st, n.PRG_INDENT, VXR_HERE);
+            Ref group = method(recgrp, n.title, VXR_HERE);
+            Ref shown = getitem(tdct.get(), k_rat_num.get(), VXR_HERE);
+            Ref head = format(st, n.raw_rating_not_recognized, {indent.get(), group.get(), shown.get()}, VXR_HERE);
+            send_record_error(st, std::move(head), line, progress, VXR_HERE);
+        }
+    } else {
+        Ref indent = global(st, n.PRG_INDENT, VXR_HERE);
+        Ref group = method(recgrp, n.title, VXR_HERE);
+        Ref head = format(st, n.raw_rating_not_provided, {indent.get(), group.get()}, VXR_HERE);
+        send_record_error(st, std::move(head), line, progress, VXR_HERE);
+    }
+
+    Ref tdct2 = new_ordered_dict(st, VXR_HERE);
+    if (!ierr) {
+        Ref nam_val = given_or_default(st, tdct.get(), frmt_dict, k_rat_nam.get());
+        Ref dsc_val = given_or_default(st, tdct.get(), frmt_dict, k_rat_dsc.get());
+        setitem(tdct2.get(), k_rat_num.get(), num_val.get(), VXR_HERE);
+        setitem(tdct2.get(), k_rat_nam.get(), nam_val.get(), VXR_HERE);
+        setitem(tdct2.get(), k_rat_dsc.get(), dsc_val.get(), VXR_HERE);
+    }
+    return tuple_of({num_val.get(), tdct2.get()}, VXR_HERE);
+}
+
+}  // namespace
+}  // namespace raw
+}  // namespace vxr
+
+VXR_DEF_ARGS(_list_of_key_value_pairs_to_dict_kora, "($module, /, vlist, frmt_dict)", "OO", 2,
+             vxr::raw::key_value_pairs_to_dict, "vlist", "frmt_dict")
+VXR_DEF_ARGS(_list_of_ratings_items_to_dict_kora, "($module, /, recgrp, vlist, frmt_dict, line, progress)", "OOOOO",
+             5, vxr::raw::ratings_to_dict, "recgrp", "vlist", "frmt_dict", "line", "progress")

@@ -1,0 +1,189 @@
+// One pass over a stripped KORA RAW data line that yields the item texts
+// the module's documented pipeline yields: the empty-item rewrite
+// (",<blanks>," gets "_ifc" between the commas, a leading comma gets an
+// "_ifc" before it), then a non-POSIX lexer whose separators are blank, tab,
+// CR, LF and comma, whose comment character is "#" and whose quotes are the
+// single and double quote, then every quote character dropped from the items.
+//
+// The rewrite is not done on a copy of the line: wherever the lexer meets a
+// comma outside quotes and comments, the rewritten text would hold a lone
+// "_ifc" item; inside quotes the rewrite changes the item text; inside
+// comments it is dropped with the comment.
+//
+// Lexer rules that are easy to miss, all as the standard lexer has them:
+// - a quote opens a quoted item only at the start of an item; the closing
+//   quote ends the item even when more text follows it;
+// - a quote inside an unquoted item is an ordinary character;
+// - "#" outside quotes drops the rest of its line through the line feed, and
+//   an unquoted item that it interrupts goes on after that line feed.
+#pragma once
+
+#include "vxr.hpp"
+
+#include <cstring>
+#include <vector>
+
+namespace vxr {
+namespace raw {
+
+enum class LexResult { ok, no_closing_quotation, error };
+
+template <typename CharT>
+class KoraLexer {
+public:
+    // `ascii`: the whole line is ASCII, so items can be made by copying bytes.
+    KoraLexer(const CharT* text, Py_ssize_t size, int kind, bool ascii, PyObject* ifc, PyObject* out)
+        : t_(text), n_(size), kind_(kind), ascii_(ascii), ifc_(ifc), out_(out) {}
+
+    LexResult run() {
+        Py_ssize_t i = 0;
+        if (n_ > 0 && t_[0] == ',' && !emit_ifc()) return LexResult::error;
+        for (;;) {
+            // Between items.
+            while (i < n_) {
+                const CharT c = t_[i];
+                if (c == ',') {
+                    Py_ssize_t j = after_blanks(i + 1);
+                    if (j < n_ && t_[j] == ',') {
+                        if (!emit_ifc()) return LexResult::error;
+                        i = j;
+                    } else {
+                        ++i;
+                    }
+                } else if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
+                    ++i;
+                } else if (c == '#') {
+                    i = after_line(i + 1);
+                } else {
+                    break;
+                }
+            }
+            if (i >= n_) return LexResult::ok;
+            const CharT c = t_[i];
+            if (c == '\'' || c == '"') {
+                Py_ssize_t close = quoted_item(i, c);
+                if (close < 0) return close == -1 ? LexResult::no_closing_quotation : LexResult::error;
+                i = close + 1;
+            } else {
+                i = word(i);
+                if (i < 0) return LexResult::error;
+            }
+        }
+    }
+
+private:
+    static bool is_separator(CharT c) { return c == ' ' || c == ',' || c == '\t' || c == '\n' || c == '\r'; }
+    static bool is_quote(CharT c) { return c == '\'' || c == '"'; }
+
+    Py_ssize_t after_blanks(Py_ssize_t i) const {
+        while (i < n_ && t_[i] == ' ') ++i;
+        return i;
+    }
+
+    // The position after the next line feed, or the end.
+    Py_ssize_t after_line(Py_ssize_t i) const {
+        while (i < n_ && t_[i] != '\n') ++i;
+        return i < n_ ? i + 1 : n_;
+    }
+
+    bool emit_ifc() { return PyList_Append(out_, ifc_) == 0; }
+
+    bool emit(PyObject* item) {
+        if (item == nullptr) return false;
+        int status = PyList_Append(out_, item);
+        Py_DECREF(item);
+        return status == 0;
+    }
+
+    PyObject* make(const CharT* p, Py_ssize_t len) const {
+        if (ascii_) {
+            PyObject* s = PyUnicode_New(len, 127);
+            if (s != nullptr && len > 0) std::memcpy(PyUnicode_DATA(s), p, static_cast<size_t>(len));
+            return s;
+        }
+        return PyUnicode_FromKindAndData(kind_, p, len);
+    }
+
+    // A quoted item opened by the quote at `open`: its text runs to the next
+    // equal quote; returns that quote's position, -1 when there is none, -2
+    // on error.
+    Py_ssize_t quoted_item(Py_ssize_t open, CharT quote) {
+        bool rewrite = false;  // the item text loses or gains characters
+        Py_ssize_t close = open + 1;
+        for (; close < n_; ++close) {
+            const CharT c = t_[close];
+            if (c == quote) break;
+            if (is_quote(c)) {
+                rewrite = true;
+            } else if (c == ',') {
+                Py_ssize_t j = after_blanks(close + 1);
+                if (j < n_ && t_[j] == ',') rewrite = true;
+            }
+        }
+        if (close >= n_) return -1;
+        const CharT* body = t_ + open + 1;
+        const Py_ssize_t len = close - open - 1;
+        if (!rewrite) return emit(make(body, len)) ? close : -2;
+        buf_.clear();
+        for (Py_ssize_t k = 0; k < len; ++k) {
+            const CharT c = body[k];
+            if (is_quote(c)) continue;
+            buf_.push_back(c);
+            if (c == ',') {
+                Py_ssize_t j = k + 1;
+                while (j < len && body[j] == ' ') ++j;
+                if (j < len && body[j] == ',') {
+                    static const char ifc[] = "_ifc";
+                    buf_.insert(buf_.end(), ifc, ifc + 4);
+                    k = j - 1;
+                }
+            }
+        }
+        return emit(make(buf_.data(), static_cast<Py_ssize_t>(buf_.size()))) ? close : -2;
+    }
+
+    // An unquoted item starting at `start`; returns the position after it,
+    // -1 on error.
+    Py_ssize_t word(Py_ssize_t start) {
+        bool pieces = false;  // buf_ holds the item's text so far
+        bool quotes = false;
+        Py_ssize_t i = start;
+        for (;;) {
+            while (i < n_) {
+                const CharT c = t_[i];
+                if (is_separator(c) || c == '#') break;
+                quotes |= is_quote(c);
+                ++i;
+            }
+            if (i >= n_ || t_[i] != '#') break;
+            if (!pieces) {
+                buf_.clear();
+                pieces = true;
+            }
+            append_unquoted(start, i);
+            i = after_line(i + 1);
+            start = i;
+        }
+        if (!pieces && !quotes) return emit(make(t_ + start, i - start)) ? i : -1;
+        if (!pieces) buf_.clear();
+        append_unquoted(start, i);
+        return emit(make(buf_.data(), static_cast<Py_ssize_t>(buf_.size()))) ? i : -1;
+    }
+
+    void append_unquoted(Py_ssize_t from, Py_ssize_t to) {
+        for (Py_ssize_t k = from; k < to; ++k) {
+            if (!is_quote(t_[k])) buf_.push_back(t_[k]);
+        }
+    }
+
+    const CharT* t_;
+    Py_ssize_t n_;
+    int kind_;
+    bool ascii_;
+    PyObject* ifc_;
+    PyObject* out_;
+    std::vector<CharT> buf_;  // item text that loses or gains characters
+};
+
+}  // namespace raw
+}  // namespace vxr

@@ -1,0 +1,287 @@
+// KORA RAW line tokenizing: end of file, blank and comment lines; a data
+// line split into its items with the "_ifc" placeholder for empty ones; and
+// key=value lines with their first item classified.
+#include "raw/kora_lexer.hpp"
+#include "raw/raw.hpp"
+
+namespace vxr {
+namespace raw {
+
+void send_record_error(State& st, Ref head, PyObject* line, PyObject* progress, Loc where) {
+    Ref indent2 = global(st, st.n.PRG_INDENT2, where);
+    Ref tail = format(st, st.n.fmt_indent_line, {indent2.get(), line}, where);
+    add_to(head, tail.get(), where);
+    call1(progress, head.get(), where);
+}
+
+void unpack(PyObject* obj, Py_ssize_t n, Ref* out, Loc where) {
+    if (PyTuple_CheckExact(obj) || PyList_CheckExact(obj)) {
+        Py_ssize_t size = PySequence_Fast_GET_SIZE(obj);
+        if (size == n) {
+            for (Py_ssize_t i = 0; i < n; ++i) out[i] = Ref::new_ref(PySequence_Fast_GET_ITEM(obj, i));
+            return;
+        }
+        if (size < n) {
+            PyErr_Format(PyExc_ValueError, "not enough values to unpack (expected %zd, got %zd)", n, size);
+        } else {
+            PyErr_Format(PyExc_ValueError, "too many values to unpack (expected %zd)", n);
+        }
+        fail(where);
+    }
+    PyObject* it = PyObject_GetIter(obj);
+    if (it == nullptr) {
+        if (PyErr_ExceptionMatches(PyExc_TypeError) && Py_TYPE(obj)->tp_iter == nullptr &&
+            !PySequence_Check(obj)) {
+            PyErr_Clear();
+            PyErr_Format(PyExc_TypeError, "cannot unpack non-iterable %.200s object", Py_TYPE(obj)->tp_name);
+        }
+        fail(where);
+    }
+    Ref iterator = Ref::steal(it);
+    for (Py_ssize_t i = 0; i < n; ++i) {
+        out[i] = next(iterator.get(), where);
+        if (!out[i]) {
+            PyErr_Format(PyExc_ValueError, "not enough values to unpack (expected %zd, got %zd)", n, i);
+            fail(where);
+        }
+    }
+    if (next(iterator.get(), where)) {
+        PyErr_Format(PyExc_ValueError, "too many values to unpack (expected %zd)", n);
+        fail(where);
+    }
+}
+
+namespace {
+
+// ---------------------------------------------------------------------------
+// _check_eof_blank_line_kora
+// ---------------------------------------------------------------------------
+
+Ref check_eof_blank_line(State& st, PyObject* line) {
+    bool eof, blank;
+    if (PyUnicode_CheckExact(line)) {
+        const Py_ssize_t n = PyUnicode_GET_LENGTH(line);
+        Py_ssize_t start, end;
+        strip_bounds(line, start, end);
+        eof = n == 0;
+        blank = start == end;
+        // A comment starts in the first column; "@!" after blanks is data.
+        if (!blank && n >= 2 && PyUnicode_READ_CHAR(line, 0) == '@' && PyUnicode_READ_CHAR(line, 1) == '!') {
+            blank = true;
+        }
+    } else {
+        eof = length(line, VXR_HERE) == 0;
+        Ref stripped = method(line, st.n.strip, VXR_HERE);
+        blank = length(stripped.get(), VXR_HERE) == 0;
+        if (!blank) {
+            Ref two = check(PyLong_FromLong(2), VXR_HERE);
+            Ref first_two = check(PySlice_New(nullptr, two.get(), nullptr), VXR_HERE);
+            Ref head = getitem(line, first_two.get(), VXR_HERE);
+            blank = equals(head.get(), st.n.comment_mark, VXR_HERE);
+        }
+    }
+    return tuple_of({py_bool(eof), py_bool(blank)}, VXR_HERE);
+}
+
+// ---------------------------------------------------------------------------
+// _split_textline_kora
+// ---------------------------------------------------------------------------
+
+template <typename CharT>
+LexResult lex(State& st, PyObject* linetxt, Py_ssize_t start, Py_ssize_t end, PyObject* out) {
+    const auto* data = static_cast<const CharT*>(PyUnicode_DATA(linetxt));
+    KoraLexer<CharT> lexer(data + start, end - start, PyUnicode_KIND(linetxt), PyUnicode_IS_ASCII(linetxt),
+                           st.n.ifc, out);
+    return lexer.run();
+}
+
+// The one-pass path for an exact str while `re` and `shlex` are the
+// standard modules.
+Ref split_fast(State& st, PyObject* linetxt) {
+    Py_ssize_t start, end;
+    strip_bounds(linetxt, start, end);
+    Ref out = new_list(0, VXR_HERE);
+    if (start == end) return out;
+    const Py_ssize_t stripped_end = end;
+    if (PyUnicode_READ_CHAR(linetxt, end - 1) == ',') --end;  // one trailing comma only
+    if (start == end) raise(PyExc_IndexError, "string index out of range", VXR_HERE);
+
+    LexResult result;
+    switch (PyUnicode_KIND(linetxt)) {
+        case PyUnicode_1BYTE_KIND: result = lex<Py_UCS1>(st, linetxt, start, end, out.get()); break;
+        case PyUnicode_2BYTE_KIND: result = lex<Py_UCS2>(st, linetxt, start, end, out.get()); break;
+        default: result = lex<Py_UCS4>(st, linetxt, start, end, out.get()); break;
+    }
+    if (result == LexResult::error) fail(VXR_HERE);
+    if (result == LexResult::no_closing_quotation) {
+        // What the lexer raises, replaced as the documented pipeline replaces it.
+        PyErr_SetString(PyExc_ValueError, "No closing quotation");
+        Handling handling;
+        Ref stripped = check(PyUnicode_Substring(linetxt, start, stripped_end), VXR_HERE);
+        Ref message = add(st.n.error_reading_line, stripped.get(), VXR_HERE);
+        PyErr_SetObject(PyExc_Exception, message.get());
+        fail(VXR_HERE);
+    }
+    return out;
+}
+
+// The documented pipeline, step by step, through the module's `re` and
+// `shlex` globals: used whenever the fast path cannot stand in for it.
+Ref split_generic(State& st, PyObject* linetxt) {
+    Names& n = st.n;
+    Ref stripped = method(linetxt, n.strip, VXR_HERE);
+    if (!truthy(stripped.get(), VXR_HERE)) return new_list(0, VXR_HERE);
+
+    Ref txt = Ref::new_ref(stripped.get());
+    Ref minus_one = check(PyLong_FromLong(-1), VXR_HERE);
+    Ref last = getitem(txt.get(), minus_one.get(), VXR_HERE);
+    if (equals(last.get(), n.comma, VXR_HERE)) {
+        Ref all_but_last = check(PySlice_New(nullptr, minus_one.get(), nullptr), VXR_HERE);
+        txt = getitem(txt.get(), all_but_last.get(), VXR_HERE);
+    }
+
+    Ref re = global(st, n.re, VXR_HERE);
+    Ref pattern = method(re.get(), n.compile, n.re_empty_item, VXR_HERE);
+    for (;;) {
+        Ref result = method(pattern.get(), n.subn, n.comma_ifc_comma, txt.get(), VXR_HERE);
+        Ref parts[2];
+        unpack(result.get(), 2, parts, VXR_HERE);
+        txt = std::move(parts[0]);
+        Ref zero = check(PyLong_FromLong(0), VXR_HERE);
+        if (!check_status(PyObject_RichCompareBool(parts[1].get(), zero.get(), Py_NE), VXR_HERE)) break;
+    }
+
+    Ref first = getindex(txt.get(), 0, VXR_HERE);
+    if (equals(first.get(), n.comma, VXR_HERE)) txt = add(n.ifc, txt.get(), VXR_HERE);
+
+    Ref shlex = global(st, n.shlex, VXR_HERE);
+    Ref lexer_class = getattr(shlex.get(), n.shlex, VXR_HERE);
+    Ref lexer = call1(lexer_class.get(), txt.get(), VXR_HERE);
+    Ref whitespace = getattr(lexer.get(), n.whitespace, VXR_HERE);
+    add_to(whitespace, n.comma, VXR_HERE);
+    check_status(PyObject_SetAttr(lexer.get(), n.whitespace, whitespace.get()), VXR_HERE);
+    check_status(PyObject_SetAttr(lexer.get(), n.whitespace_split, Py_True), VXR_HERE);
+
+    PyObject* tokens = PySequence_List(lexer.get());
+    if (tokens == nullptr) {
+        Handling handling;
+        Ref message = add(n.error_reading_line, stripped.get(), VXR_HERE);
+        PyErr_SetObject(PyExc_Exception, message.get());
+        fail(VXR_HERE);
+    }
+    Ref vlist = Ref::steal(tokens);
+
+    Ref vlist2 = new_list(0, VXR_HERE);
+    Ref it = iter(vlist.get(), VXR_HERE);
+    while (Ref token = next(it.get(), VXR_HERE)) {
+        Ref once = method(token.get(), n.replace, n.sglq, n.empty, VXR_HERE);
+        Ref twice = method(once.get(), n.replace, n.dblq, n.empty, VXR_HERE);
+        append(vlist2.get(), twice.get(), VXR_HERE);
+    }
+    return vlist2;
+}
+
+}  // namespace
+
+Ref split_textline_kora(State& st, PyObject* linetxt) {
+    if (PyUnicode_CheckExact(linetxt) && std_re_in_use(st) && std_shlex_in_use(st)) return split_fast(st, linetxt);
+    return split_generic(st, linetxt);
+}
+
+Ref call_split_textline_kora(State& st, PyObject* line, Loc where) {
+    return call_module_function(
+        st, st.n.fn_split_textline_kora, st.fn_split_textline_kora, "vxrcomn._split_textline_kora",
+        [&] { return split_textline_kora(st, line); }, {line}, where);
+}
+
+namespace {
+
+// ---------------------------------------------------------------------------
+// _split_textline_kora_keyvalue_pair
+// ---------------------------------------------------------------------------
+
+// re.compile("( *= *)").sub("=", line) for an exact str: every "=" with the
+// blanks around it becomes a bare "=".
+Ref squeeze_equals(PyObject* line) {
+    const Py_ssize_t n = PyUnicode_GET_LENGTH(line);
+    if (PyUnicode_FindChar(line, '=', 0, n, 1) < 0) {
+        if (PyErr_Occurred()) fail(VXR_HERE);
+        return Ref::new_ref(line);
+    }
+    const int kind = PyUnicode_KIND(line);
+    const void* data = PyUnicode_DATA(line);
+    std::vector<Py_UCS4> out;
+    out.reserve(static_cast<size_t>(n));
+    Py_ssize_t i = 0;
+    while (i < n) {
+        Py_UCS4 c = PyUnicode_READ(kind, data, i);
+        if (c == ' ') {
+            Py_ssize_t j = i;
+            while (j < n && PyUnicode_READ(kind, data, j) == ' ') ++j;
+            if (j < n && PyUnicode_READ(kind, data, j) == '=') {
+                i = j;  // the blanks belong to the "=" that follows
+            } else {
+                out.insert(out.end(), static_cast<size_t>(j - i), ' ');
+                i = j;
+            }
+        } else if (c == '=') {
+            out.push_back('=');
+            ++i;
+            while (i < n && PyUnicode_READ(kind, data, i) == ' ') ++i;
+        } else {
+            out.push_back(c);
+            ++i;
+        }
+    }
+    return check(PyUnicode_FromKindAndData(PyUnicode_4BYTE_KIND, out.data(), static_cast<Py_ssize_t>(out.size())),
+                 VXR_HERE);
+}
+
+Ref split_keyvalue_pair(State& st, PyObject* const* args) {
+    PyObject* recgrp = args[0];
+    PyObject* line = args[1];
+    PyObject* progress = args[2];
+    Names& n = st.n;
+    bool found_q = false;
+    bool frst_error = false;
+
+    Ref ltxt;
+    if (PyUnicode_CheckExact(line) && std_re_in_use(st)) {
+        ltxt = squeeze_equals(line);
+    } else {
+        Ref re = global(st, n.re, VXR_HERE);
+        Ref pattern = method(re.get(), n.compile, n.re_equals, VXR_HERE);
+        ltxt = method(pattern.get(), n.sub, n.equals_sign, line, VXR_HERE);
+    }
+    Ref vlist = call_split_textline_kora(st, ltxt.get(), VXR_HERE);
+
+    Ref frst_val = first_item(vlist.get());
+    if (!frst_val) frst_val = Ref::new_ref(n.ifc);
+    if (equals(frst_val.get(), n.ifc, VXR_HERE)) {
+        frst_error = true;
+        frst_val = Ref::new_ref(n.empty);
+    }
+    if (frst_error) {
+        Ref indent = global(st, n.PRG_INDENT, VXR_HERE);
+        Ref group = method(recgrp, n.title, VXR_HERE);
+        Ref head = format(st, n.raw_record_ignored, {indent.get(), group.get()}, VXR_HERE);
+        send_record_error(st, std::move(head), line, progress, VXR_HERE);
+    } else {
+        Ref fv = strip(st, frst_val.get(), VXR_HERE);
+        if (lower_is_q(st, fv.get(), VXR_HERE)) found_q = true;
+    }
+    if (!found_q) {
+        Ref fv = strip(st, frst_val.get(), VXR_HERE);
+        if (is_zero_text(st, fv.get(), VXR_HERE)) frst_val = to_int(fv.get(), VXR_HERE);
+    }
+    return tuple_of({py_bool(found_q), py_bool(frst_error), frst_val.get(), vlist.get()}, VXR_HERE);
+}
+
+}  // namespace
+}  // namespace raw
+}  // namespace vxr
+
+VXR_DEF_ONE_ARG(_check_eof_blank_line_kora, "line", vxr::raw::check_eof_blank_line)
+VXR_DEF_ONE_ARG(_split_textline_kora, "linetxt", vxr::raw::split_textline_kora)
+VXR_DEF_ARGS(_split_textline_kora_keyvalue_pair, "($module, /, recgrp, line, progress)", "OOO", 3,
+             vxr::raw::split_keyvalue_pair, "recgrp", "line", "progress")

@@ -1,0 +1,78 @@
+// What the KORA RAW reading functions share.
+#pragma once
+
+#include "vxr.hpp"
+
+namespace vxr {
+namespace raw {
+
+// _split_textline_kora(linetxt): the implementation.
+Ref split_textline_kora(State& st, PyObject* linetxt);
+
+// _split_textline_kora(line) through the module global, as the other RAW
+// readers call it.
+Ref call_split_textline_kora(State& st, PyObject* line, Loc where = VXR_CALLER);
+
+// The bounds of s.strip() for an exact str s.
+inline void strip_bounds(PyObject* s, Py_ssize_t& start, Py_ssize_t& end) {
+    const int kind = PyUnicode_KIND(s);
+    const void* data = PyUnicode_DATA(s);
+    start = 0;
+    end = PyUnicode_GET_LENGTH(s);
+    while (start < end && Py_UNICODE_ISSPACE(PyUnicode_READ(kind, data, start))) ++start;
+    while (end > start && Py_UNICODE_ISSPACE(PyUnicode_READ(kind, data, end - 1))) --end;
+}
+
+// For an exact str s: s is one character c (which is ASCII).
+inline bool is_single(PyObject* s, Py_UCS4 c) {
+    return PyUnicode_GET_LENGTH(s) == 1 && PyUnicode_READ_CHAR(s, 0) == c;
+}
+
+// s.strip(): an exact str that needs nothing stripped is returned itself, as
+// str.strip does.
+inline Ref strip(State& st, PyObject* s, Loc where = VXR_CALLER) {
+    if (PyUnicode_CheckExact(s)) {
+        Py_ssize_t start, end;
+        strip_bounds(s, start, end);
+        if (start == 0 && end == PyUnicode_GET_LENGTH(s)) return Ref::new_ref(s);
+        return check(PyUnicode_Substring(s, start, end), where);
+    }
+    return method(s, st.n.strip, where);
+}
+
+// fv.lower() == "q"; only "q" and "Q" lower to "q".
+inline bool lower_is_q(State& st, PyObject* fv, Loc where = VXR_CALLER) {
+    if (PyUnicode_CheckExact(fv)) return is_single(fv, 'q') || is_single(fv, 'Q');
+    Ref lowered = method(fv, st.n.lower, where);
+    return equals(lowered.get(), st.n.q, where);
+}
+
+// fv == "0"
+inline bool is_zero_text(State& st, PyObject* fv, Loc where = VXR_CALLER) {
+    if (PyUnicode_CheckExact(fv)) return is_single(fv, '0');
+    return equals(fv, st.n.zero, where);
+}
+
+// vlist[0], or an empty Ref when that raises anything (the error is dropped,
+// as by a catch-all handler).
+inline Ref first_item(PyObject* vlist) {
+    if (PyList_CheckExact(vlist)) {
+        if (PyList_GET_SIZE(vlist) > 0) return Ref::new_ref(PyList_GET_ITEM(vlist, 0));
+        return Ref();
+    }
+    PyObject* zero = PyLong_FromLong(0);
+    PyObject* item = zero != nullptr ? PyObject_GetItem(vlist, zero) : nullptr;
+    Py_XDECREF(zero);
+    if (item == nullptr) PyErr_Clear();
+    return Ref::steal(item);
+}
+
+// head += " {0}{1}".format(_PRG_INDENT2, line); progress(head)
+void send_record_error(State& st, Ref head, PyObject* line, PyObject* progress, Loc where = VXR_CALLER);
+
+// a, b, ... = obj: fills `out` with `n` new references or raises the
+// interpreter's unpacking errors.
+void unpack(PyObject* obj, Py_ssize_t n, Ref* out, Loc where = VXR_CALLER);
+
+}  // namespace raw
+}  // namespace vxr

@@ -9,10 +9,15 @@ from hypothesis import settings
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 STANDIN = os.path.join(ROOT, "standin")
+# The folder holding the built module: the in-place build, or another build
+# (the sanitizer build of `make check`) named by VXR_MODULE_DIR.
+MODULE_DIR = os.environ.get("VXR_MODULE_DIR", ROOT)
 if sys.platform != "win32" and STANDIN not in sys.path:
     sys.path.insert(0, STANDIN)
-if ROOT not in sys.path:
-    sys.path.insert(0, ROOT)
+for path in (ROOT, MODULE_DIR):
+    if path in sys.path:
+        sys.path.remove(path)
+    sys.path.insert(0, path)
 
 IMPORT_CWD = os.getcwd()  # the module's path defaults are this folder
 import vxrcomn  # noqa: E402

@@ -1,0 +1,233 @@
+"""make bench: times the module's hot functions and the reading loops of a
+conversion tool on synthetic cases, against the same algorithms in plain
+Python (bench/baseline.py) and, for the splitters, the standard csv reader
+streaming over the same lines.  Prints one Markdown table: nanoseconds per
+line (medians of several repetitions, all measured in this run) and ratios.
+
+    python bench/run.py [--reps N] [--quick]
+"""
+import argparse
+import collections
+import csv
+import datetime
+import gc
+import os
+import platform
+import resource
+import statistics
+import subprocess
+import sys
+import time
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+ROOT = os.path.dirname(HERE)
+for path in (os.path.join(ROOT, "standin"), ROOT, HERE):
+    if path not in sys.path:
+        sys.path.insert(0, path)
+
+import baseline  # noqa: E402
+import generate  # noqa: E402
+import vxrcomn  # noqa: E402
+import loops  # noqa: E402
+
+DATA = os.path.join(ROOT, "build", "bench")
+
+
+def quiet(text):
+    pass
+
+
+def timed(run, count, reps):
+    """Median seconds per item of run(), which handles `count` items."""
+    times = []
+    for _ in range(reps):
+        gc.collect()
+        start = time.perf_counter()
+        run()
+        times.append(time.perf_counter() - start)
+    return statistics.median(times) / count
+
+
+def read_lines(path):
+    with open(path, encoding="latin-1") as f:
+        return f.readlines()
+
+
+# --- inputs ---------------------------------------------------------------------
+
+def raw_inputs(lines, size):
+    """Lines of the RAW case by kind, each cut or repeated to `size`."""
+    first, continuation, keyvalue = [], [], []
+    group = "system"
+    for line in lines[3:]:
+        if line.startswith("0 /"):
+            group = line
+            continue
+        if line.startswith(("GENERAL", "GAUSS", "NEWTON", "ADJUST", "TYSL", "SOLVER", "RATING")):
+            keyvalue.append(line)
+        elif line.split(",", 1)[0].strip().isdigit():
+            first.append(line)
+        else:
+            continuation.append(line)
+
+    def spread(items):
+        if not items:
+            raise ValueError("the case has no lines of this kind")
+        step = max(1, len(items) // size)
+        picked = items[::step][:size]
+        while len(picked) < size:
+            picked += picked[: size - len(picked)]
+        return picked
+
+    data = spread(first + continuation)
+    pairs = [vxrcomn._split_textline_kora_keyvalue_pair("system-wide", l, quiet)[3][1:] for l in keyvalue
+             if not l.startswith(("RATING", "SOLVER"))]
+    return {"all": spread(lines), "data": data, "first": spread(first), "keyvalue": spread(keyvalue),
+            "pairs": spread(pairs)}
+
+
+def epc_inputs(lines, size):
+    data = [l for l in lines if l[:1] == " " and l.strip()]
+    step = max(1, len(data) // size)
+    data = data[::step][:size]
+    bus = [l for l in data if l.count('"') == 2 and " : " in l and len(l.split()) > 18][: size // 4] or data[:1]
+    while len(bus) < size // 4:
+        bus += bus
+    return {"data": data, "bus": bus[: size // 4]}
+
+
+# --- the table ------------------------------------------------------------------
+
+Row = collections.namedtuple("Row", "name module base floor note")
+
+
+def measure(args):
+    raw_big, epc_big, _ = generate.main(DATA)
+    raw_small = os.path.join(DATA, "synthetic_small.raw")
+    epc_small = os.path.join(DATA, "synthetic_small.epc")
+    if not os.path.exists(raw_small):
+        generate.raw_case(raw_small, buses=27_500)
+    if not os.path.exists(epc_small):
+        generate.epc_case(epc_small, buses=12_500)
+
+    n_mod, n_base, reps = (20_000, 2_000, 3) if args.quick else (200_000, 20_000, args.reps)
+    raw_lines = read_lines(raw_big)
+    epc_lines = read_lines(epc_big)
+    R = raw_inputs(raw_lines, n_mod)
+    E = epc_inputs(epc_lines, n_mod)
+    rows = []
+
+    def row(name, kind, call_mod, call_base, inputs, floor=None, note=""):
+        """call_*(item) for each item of inputs; floor(items) streams csv."""
+        small = inputs[:n_base]
+        module = timed(lambda: [call_mod(x) for x in inputs] and None, len(inputs), reps)
+        base = timed(lambda: [call_base(x) for x in small] and None, len(small), reps)
+        flo = timed(lambda: floor(inputs), len(inputs), reps) if floor else None
+        rows.append(Row(name, module, base, flo, note))
+
+    def csv_raw(items):
+        for _ in csv.reader(items, skipinitialspace=True, quotechar="'"):
+            pass
+
+    def csv_epc(items):
+        for _ in csv.reader(items, delimiter=" ", skipinitialspace=True):
+            pass
+
+    vx, py = vxrcomn, baseline
+    row("_check_eof_blank_line_kora", "raw", vx._check_eof_blank_line_kora, py._check_eof_blank_line_kora, R["all"])
+    row("_split_textline_kora", "raw", vx._split_textline_kora, py._split_textline_kora, R["data"], csv_raw)
+    row("_split_txtline_to_values_kora", "raw",
+        lambda l: vx._split_txtline_to_values_kora("bus", l, "I", "int", quiet),
+        lambda l: py._split_txtline_to_values_kora("bus", l, "I", "int", quiet), R["first"], csv_raw)
+    for name in ("_split_txtline_to_values_kora_no_check", "_split_txtline_to_values_kora_no_check_vlist",
+                 "_split_txtline_to_values_kora_no_check_00"):
+        row(name, "raw", getattr(vx, name), getattr(py, name), R["data"], csv_raw)
+    row("_split_textline_kora_keyvalue_pair", "raw",
+        lambda l: vx._split_textline_kora_keyvalue_pair("system-wide", l, quiet),
+        lambda l: py._split_textline_kora_keyvalue_pair("system-wide", l, quiet), R["keyvalue"], csv_raw)
+    kv_format = loops.KEYVALUE_FORMAT
+    row("_list_of_key_value_pairs_to_dict_kora", "raw",
+        lambda v: vx._list_of_key_value_pairs_to_dict_kora(v, kv_format),
+        lambda v: py._list_of_key_value_pairs_to_dict_kora(v, kv_format), R["pairs"][: n_mod // 4])
+
+    if loops.epc_available():
+        row("_split_data_line_text_pslf", "epc", vx._split_data_line_text_pslf, py._split_data_line_text_pslf,
+            E["data"], csv_epc)
+        row("_get_values_from_data_line_text_pslf", "epc",
+            lambda l: vx._get_values_from_data_line_text_pslf("bus", 1, l, quiet),
+            lambda l: py._get_values_from_data_line_text_pslf("bus", 1, l, quiet), E["data"], csv_epc)
+        values = [vx._get_values_from_data_line_text_pslf("bus", 1, l, quiet) for l in E["bus"]]
+        names, frmt = loops.EPC_BUS_NAMES, loops.EPC_BUS_FORMAT
+        row("_epc_assign_data_values", "epc",
+            lambda v: vx._epc_assign_data_values("bus", 1, v, names, frmt, quiet),
+            lambda v: py._epc_assign_data_values("bus", 1, v, names, frmt, quiet), values)
+        given = [{k: v for k, v in zip(names, vals) if not k.startswith("semi")} for vals in values]
+        row("_epc_assign_data_values_common", "epc",
+            lambda d: vx._epc_assign_data_values_common("bus", 1, d, frmt, quiet),
+            lambda d: py._epc_assign_data_values_common("bus", 1, d, frmt, quiet), given)
+        row("_pslf_seq_assign_data_values", "epc",
+            lambda v: vx._pslf_seq_assign_data_values("bus", 1, v, frmt, quiet),
+            lambda v: py._pslf_seq_assign_data_values("bus", 1, v, frmt, quiet), values)
+
+    # Whole-file loops: the module on the large case; both on the small case,
+    # whose mix of records is the same, for the ratio.
+    small_raw = read_lines(raw_small)
+    big = timed(lambda: loops.read_raw(vx, raw_lines), len(raw_lines), max(1, reps - 2))
+    mod = timed(lambda: loops.read_raw(vx, small_raw), len(small_raw), reps)
+    base = timed(lambda: loops.read_raw(py, small_raw), len(small_raw), 1)
+    rows.append(Row("RAW reading loop, whole file", mod, base, None,
+                    "%d lines; %.0f ns/line on %d lines" % (len(small_raw), big * 1e9, len(raw_lines))))
+    if loops.epc_available():
+        small_epc = read_lines(epc_small)
+        big = timed(lambda: loops.read_epc(vx, epc_lines), len(epc_lines), max(1, reps - 2))
+        mod = timed(lambda: loops.read_epc(vx, small_epc), len(small_epc), reps)
+        base = timed(lambda: loops.read_epc(py, small_epc), len(small_epc), 1)
+        rows.append(Row("EPC reading loop, whole file", mod, base, None,
+                        "%d lines; %.0f ns/line on %d lines" % (len(small_epc), big * 1e9, len(epc_lines))))
+    return rows, len(raw_lines), len(epc_lines)
+
+
+def peak_rss_mib(code):
+    out = subprocess.run([sys.executable, "-c", code], capture_output=True, text=True, check=True,
+                         env=dict(os.environ, PYTHONPATH=os.pathsep.join([ROOT, os.path.join(ROOT, "standin"), HERE])))
+    return float(out.stdout.split()[-1])
+
+
+def memory(raw_path):
+    prologue = "import resource, vxrcomn, loops\n"
+    epilogue = "print(resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024)\n"
+    idle = peak_rss_mib(prologue + "f = open(%r, encoding='latin-1')\n" % raw_path + epilogue)
+    streaming = peak_rss_mib(prologue + "with open(%r, encoding='latin-1') as f:\n    loops.read_raw(vxrcomn, f)\n"
+                             % raw_path + epilogue)
+    return idle, streaming
+
+
+def fmt(seconds):
+    return "%.0f" % (seconds * 1e9) if seconds is not None else "-"
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
+    parser.add_argument("--reps", type=int, default=5)
+    parser.add_argument("--quick", action="store_true", help="small samples, for a smoke run")
+    args = parser.parse_args()
+    rows, n_raw, n_epc = measure(args)
+    idle, streaming = memory(os.path.join(DATA, "synthetic.raw"))
+
+    print("Machine: %s, %s, CPython %s; %s" % (platform.machine(), platform.processor() or platform.system(),
+                                                platform.python_version(), datetime.date.today().isoformat()))
+    print("Cases: KORA RAW %d lines, PSLF EPC %d lines (bench/generate.py)\n" % (n_raw, n_epc))
+    print("| function or loop | (a) module ns/line | (b) plain Python ns/line | (c) csv reader ns/line "
+          "| (b)/(a) | (a)/(c) | note |")
+    print("|---|---:|---:|---:|---:|---:|---|")
+    for r in rows:
+        ratio_b = "%.1f" % (r.base / r.module)
+        ratio_c = "%.2f" % (r.module / r.floor) if r.floor else "-"
+        print("| `%s` | %s | %s | %s | %s | %s | %s |" % (r.name, fmt(r.module), fmt(r.base), fmt(r.floor), ratio_b,
+                                                       ratio_c, r.note))
+    print("\nPeak RSS reading the RAW case line by line: %.1f MiB; interpreter with the module and the file "
+          "open: %.1f MiB; difference %.1f MiB" % (streaming, idle, streaming - idle))
+
+
+if __name__ == "__main__":
+    main()

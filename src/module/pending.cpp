@@ -37,13 +37,6 @@ VXR_DEF_ARGS(_recgrp_name_prgmsg, "($module, /, recgrp, progress)", "OO", 2, Pen
 VXR_DEF_ARGS(_recgrp_name_prgmsg_numrecs, "($module, /, nrec, progress)", "OO", 2,
              Pending{"_recgrp_name_prgmsg_numrecs"}, "nrec", "progress")
 
-// --- field text -------------------------------------------------------------
-VXR_DEF_ONE_ARG(_convert_float_to_string, "inval", Pending{"_convert_float_to_string"})
-VXR_DEF_ONE_ARG(_get_wrapped_string, "instr", Pending{"_get_wrapped_string"})
-VXR_DEF_ONE_ARG(_get_unwrapped_string, "instr", Pending{"_get_unwrapped_string"})
-VXR_DEF_ARGS(_get_sized_string, "($module, /, instr, outsiz, sfxsiz=0, sfxlist=[])", "OO|OO", 2,
-             Pending{"_get_sized_string"}, "instr", "outsiz", "sfxsiz", "sfxlist")
-
 // --- PSLF EPC reading -------------------------------------------------------
 VXR_DEF_ONE_ARG(_split_data_line_text_pslf, "linetxt", Pending{"_split_data_line_text_pslf"})
 VXR_DEF_ARGS(_get_values_from_data_line_text_pslf, "($module, /, recgrp, lnumstr, linetxt, progress)", "OOOO", 4,

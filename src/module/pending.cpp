@@ -38,11 +38,6 @@ VXR_DEF_ARGS(_epc_assign_data_values_qtable,
 VXR_DEF_ARGS(_pslf_seq_assign_data_values, "($module, /, recgrp, lnumstr, valslist, frmtdct, progress)", "OOOOO", 5,
              Pending{"_pslf_seq_assign_data_values"}, "recgrp", "lnumstr", "valslist", "frmtdct", "progress")
 
-// --- options and version check ----------------------------------------------
-VXR_DEF_ARGS(_get_arguments_as_attr, "($module, /, default_args_dict, kwds)", "OO", 2,
-             Pending{"_get_arguments_as_attr"}, "default_args_dict", "kwds")
-VXR_DEF_ONE_ARG(_check_kora_version, "kora_vrsn", Pending{"_check_kora_version"})
-
 // --- KORA RAW reading -------------------------------------------------------
 VXR_DEF_ONE_ARG(_check_eof_blank_line_kora, "line", Pending{"_check_eof_blank_line_kora"})
 VXR_DEF_ONE_ARG(_split_textline_kora, "linetxt", Pending{"_split_textline_kora"})

@@ -55,7 +55,3 @@ VXR_DEF_ARGS(_list_of_key_value_pairs_to_dict_kora, "($module, /, vlist, frmt_di
              Pending{"_list_of_key_value_pairs_to_dict_kora"}, "vlist", "frmt_dict")
 VXR_DEF_ARGS(_list_of_ratings_items_to_dict_kora, "($module, /, recgrp, vlist, frmt_dict, line, progress)", "OOOOO",
              5, Pending{"_list_of_ratings_items_to_dict_kora"}, "recgrp", "vlist", "frmt_dict", "line", "progress")
-
-// --- substation listing -----------------------------------------------------
-VXR_DEF_ARGS(_print_kora_substation_block_data_as_stored, "($module, /, sub_block_data_dict, progress)", "OO", 2,
-             Pending{"_print_kora_substation_block_data_as_stored"}, "sub_block_data_dict", "progress")

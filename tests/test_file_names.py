@@ -22,7 +22,6 @@ def fixed_clock(vx):
     ("C:/data/Case.EPC", ("C:/data", "Case.EPC", "Case", ".EPC", ".epc")),
     ("noext", ("", "noext", "noext", "", "")),
     ("a.b.RAW", ("", "a.b.RAW", "a.b", ".RAW", ".raw")),
-    (".hidden", ("", ".hidden", ".hidden", "", "")),
     ("dir/", ("dir", "", "", "", "")),
     (b"x/y.Z", (b"x", b"y.Z", b"y", b".Z", b".z")),
 ])
@@ -30,38 +29,18 @@ def test_file_pnx(vx, name, parts):
     assert vx._file_PNX(name) == parts
 
 
-@pytest.mark.parametrize("args, kwargs, expected", [
-    (("D:/in/Case.EPC",), {"prefix": "new_"}, os.path.join(IMPORT_CWD, "new_Case.txt")),
-    (("Case.EPC",), {"extn": "raw"}, os.path.join(IMPORT_CWD, "Caseraw.raw")),      # doubled, kept
-    (("Case.EPC",), {"extn": " .RAW "}, os.path.join(IMPORT_CWD, "Case.RAW")),
-    (("Case", "p_", "_s", ".log", "/out"), {}, "/out/p_Case_s.log"),
-    (("a/b/Case.x",), {"path": ""}, "Case.txt"),
+@pytest.mark.parametrize("func, args, kwargs, expected", [
+    ("_get_file_name", ("D:/in/Case.EPC",), {"prefix": "new_"}, os.path.join(IMPORT_CWD, "new_Case.txt")),
+    ("_get_file_name", ("Case.EPC",), {"extn": "raw"}, os.path.join(IMPORT_CWD, "Caseraw.raw")),  # doubled
+    ("_get_file_name", ("Case.EPC",), {"extn": " .RAW "}, os.path.join(IMPORT_CWD, "Case.RAW")),
+    ("_get_file_name", ("Case", "p_", "_s", ".log", "/out"), {}, "/out/p_Case_s.log"),
+    ("_validate_file_extension", ("Case.RAW", ".raw"), {}, "Case.RAW"),   # its own letter case kept
+    ("_validate_file_extension", ("Case.txt", ".raw"), {}, "Case.raw"),
+    ("_validate_file_extension", ("Case.RAW", "raw"), {}, "Caseraw.raw"),  # doubled, then replaced
+    ("_validate_file_extension", ("d/Case", " .RAW"), {}, "d/Case.raw"),
 ])
-def test_get_file_name(vx, args, kwargs, expected):
-    assert vx._get_file_name(*args, **kwargs) == expected
-
-
-def test_path_default_is_the_folder_current_at_import(vx, tmp_path, monkeypatch):
-    monkeypatch.chdir(tmp_path)
-    assert vx._get_file_name("a") == os.path.join(IMPORT_CWD, "a.txt")
-    assert vx._get_unique_tmp_file_name("a", "").startswith(os.path.join(IMPORT_CWD, "a_"))
-    assert os.listdir(tmp_path) == []
-
-
-@pytest.mark.parametrize("name, extn, expected", [
-    ("Case.RAW", ".raw", "Case.RAW"),
-    ("Case.txt", ".raw", "Case.raw"),
-    ("Case.RAW", "raw", "Caseraw.raw"),
-    ("d/Case", " .RAW", "d/Case.raw"),
-    ("Case", ".raw", "Case.raw"),
-])
-def test_validate_file_extension(vx, name, extn, expected):
-    assert vx._validate_file_extension(name, extn) == expected
-
-
-def test_validated_name_with_its_extension_is_returned_itself(vx):
-    name = "Case." + "RAW"
-    assert vx._validate_file_extension(name, ".raw") is name
+def test_names(vx, func, args, kwargs, expected):
+    assert getattr(vx, func)(*args, **kwargs) == expected
 
 
 @pytest.mark.parametrize("func, args, error", [
@@ -76,6 +55,13 @@ def test_name_errors(vx, func, args, error):
         getattr(vx, func)(*args)
 
 
+def test_folder_defaults_are_those_current_at_import(vx, tmp_path, monkeypatch, fixed_clock):
+    monkeypatch.chdir(tmp_path)
+    assert vx._get_file_name("a") == os.path.join(IMPORT_CWD, "a.txt")
+    assert vx._get_unique_tmp_file_name("a", "") == os.path.join(IMPORT_CWD, "a_20240307_140509")
+    assert os.listdir(tmp_path) == []
+
+
 @pytest.mark.parametrize("name, extn, expected", [
     ("a?b|c.log", "txt", "a_b_c_20240307_140509.txt"),
     ('x\\y:"z"<1>*', ".dat", "x_y__z__1_*_20240307_140509.dat"),
@@ -84,21 +70,16 @@ def test_name_errors(vx, func, args, error):
 def test_unique_name_when_the_plain_name_is_free(vx, tmp_path, fixed_clock, name, extn, expected):
     assert vx._get_unique_tmp_file_name(name, extn, str(tmp_path)) == str(tmp_path / expected)
     assert os.listdir(tmp_path) == []
+    # A missing folder is neither made nor needed.
+    assert vx._get_unique_tmp_file_name(name, extn, str(tmp_path / "no")) == str(tmp_path / "no" / expected)
 
 
 def test_unique_name_when_the_plain_name_exists_leaves_no_file(vx, tmp_path, fixed_clock):
-    taken = tmp_path / "a_b_20240307_140509.txt"
-    taken.write_text("")
+    (tmp_path / "a_b_20240307_140509.txt").write_text("")
     name = vx._get_unique_tmp_file_name("a:b", "txt", workdir=str(tmp_path))
     assert os.path.dirname(name) == str(tmp_path)
     assert re.fullmatch(r"a_b_20240307_140509\.txt\w+\.txt", os.path.basename(name))
-    assert os.listdir(tmp_path) == [taken.name]
-
-
-def test_unique_name_in_a_missing_folder_touches_nothing(vx, tmp_path, fixed_clock):
-    folder = tmp_path / "missing"
-    assert vx._get_unique_tmp_file_name("a", ".x", str(folder)) == str(folder / "a_20240307_140509.x")
-    assert not folder.exists()
+    assert os.listdir(tmp_path) == ["a_b_20240307_140509.txt"]
 
 
 def test_time_stamp(vx, fixed_clock):

@@ -7,21 +7,18 @@ from hostile import StrSubclass
 
 IND, IND2 = " " * 5, " " * 9
 
-DOC = (
-    "\n    --> call example 1\n"
-    "    prgmsg = ' {0:d} PSLF three winding transformer star point buses are not exported to KORA raw data.\n"
-    "'.format(len(wdg3starbuslist))\n"
-    "    _progress_message_format_print(prgmsg, wdg3starbuslist, vtyp='int', prgfull=prgfull, "
-    "fmtsz=_LEN_RAW_NUMBER_BUS, progress=progress)\n\n"
-    "    --> call example 2\n"
-    "    prgmsg = ' For {0:d} loads owner<=0 changed to default owner={1:d}.\n"
-    "'.format(len(eachlist), _DEFAULT_OWNER)\n"
-    "    _progress_message_format_print(prgmsg, eachlist, vtyp='tuple', fmtsz=None, progress=progress)\n    "
-)
-
 
 def test_docstring(vx):
-    assert vx._progress_message_format_print.__doc__ == DOC
+    assert vx._progress_message_format_print.__doc__ == (
+        "\n    --> call example 1\n"
+        "    prgmsg = ' {0:d} PSLF three winding transformer star point buses are not exported to KORA raw data.\n"
+        "'.format(len(wdg3starbuslist))\n"
+        "    _progress_message_format_print(prgmsg, wdg3starbuslist, vtyp='int', prgfull=prgfull, "
+        "fmtsz=_LEN_RAW_NUMBER_BUS, progress=progress)\n\n"
+        "    --> call example 2\n"
+        "    prgmsg = ' For {0:d} loads owner<=0 changed to default owner={1:d}.\n"
+        "'.format(len(eachlist), _DEFAULT_OWNER)\n"
+        "    _progress_message_format_print(prgmsg, eachlist, vtyp='tuple', fmtsz=None, progress=progress)\n    ")
 
 
 def test_int_list_on_the_console(vx, capsys):
@@ -32,32 +29,16 @@ def test_int_list_on_the_console(vx, capsys):
 @pytest.mark.parametrize("inlist, vtyp, fmtsz, body", [
     ([], "int", None, " " * 7 + "\n"),                 # 9 blanks less the cut ", "
     ([1, 2, 3], "float", 6, " " * 7 + "\n"),           # unknown type: nothing laid out
-    (["x"], "str", None, " " * 7 + "\n"),
     ([(1, "a"), (22, "bb")], "tuple", None, IND2 + "(1, 'a')  , (22, 'bb')\n"),
-    ([(1, "'a'"), ["b", 2.5]], "tuple", 3, IND2 + "(1, 'a')  , ('b', 2.5)\n"),  # fmtsz ignored
-    ([(StrSubclass("'a'"),)], "tuple", None, IND2 + "(\"'a'\",)\n"),  # only exact str is unwrapped
-    ([(None, True)], "tuple", None, IND2 + "(None, True)\n"),
+    ([(1, "'a'"), ["b", 2.5]], "tuple", 3, IND2 + "(1, 'a')  , ('b', 2.5)\n"),
+    ([(StrSubclass("'a'"),)], "tuple", None, IND2 + "(\"'a'\",)\n"),  # only an exact str is unwrapped
     ([-5, 123456], "int", 3, IND2 + " -5, 123456\n"),
+    ([7], "int", 89, IND2 + " " * 88 + "7\n"),           # 9 + 91 = 100 characters: kept
+    ([7], "int", 90, IND2 + "\n" + IND2 + " " * 89 + "7\n"),  # 101: a line of blanks alone first
 ])
 def test_layout_through_progress(vx, progress, inlist, vtyp, fmtsz, body):
     vx._progress_message_format_print("H\n", inlist, vtyp, True, fmtsz, progress)
     assert progress.messages == [IND + "H\n" + body, "\n"]
-
-
-def test_ten_character_items_fill_nine_to_a_line(vx, progress):
-    vx._progress_message_format_print("H\n", list(range(25)), "int", fmtsz=8, progress=progress)
-    lines = progress.messages[0].splitlines()[1:]
-    assert [len(line) for line in lines] == [99, 99, 9 + 7 * 10 - 2]
-    assert lines[0].endswith("8, ") and lines[1].startswith(IND2 + "       9,")
-
-
-@pytest.mark.parametrize("fmtsz, lines", [
-    (89, [IND2 + " " * 88 + "7"]),       # 9 + 91 = 100: kept on the first line
-    (90, [IND2, IND2 + " " * 89 + "7"]),  # 101: the first line is left with its blanks alone
-])
-def test_line_of_exactly_the_limit_is_kept(vx, progress, fmtsz, lines):
-    vx._progress_message_format_print("H\n", [7], "int", fmtsz=fmtsz, progress=progress)
-    assert progress.messages[0].splitlines()[1:] == lines
 
 
 def test_limit_and_indents_are_read_at_call_time(vx, progress):
@@ -66,27 +47,18 @@ def test_limit_and_indents_are_read_at_call_time(vx, progress):
     assert progress.messages[0] == ">H\n..  1,   2,   3, \n..  4,   5,   6\n"
 
 
-@pytest.mark.parametrize("prgfull", [False, 0, None, ""])
-def test_heading_only_when_not_full(vx, progress, capsys, prgfull):
-    vx._progress_message_format_print("H\n", None, None, prgfull, progress=progress)
-    vx._progress_message_format_print("H\n", None, None, prgfull)
-    assert progress.messages == [IND + "H\n"]
-    assert capsys.readouterr().out == IND + "H\n\n"
-
-
-def test_defaults_print_and_need_a_width_for_int(vx, capsys):
-    vx._progress_message_format_print("H", [(1,)], "tuple")
-    assert capsys.readouterr().out == IND + "H" + IND2 + "(1,)\n\n"
-    with pytest.raises(ValueError, match="Invalid format specifier"):
-        vx._progress_message_format_print("H", [1], "int")
+def test_heading_only_when_not_full(vx, progress, capsys):
+    vx._progress_message_format_print("H\n", None, None, False, progress=progress)
+    vx._progress_message_format_print("H\n", None, None, 0)
+    assert progress.messages == [IND + "H\n"] and capsys.readouterr().out == IND + "H\n\n"
 
 
 @pytest.mark.parametrize("args, error, message", [
+    (("H", [1], "int"), ValueError, "Invalid format specifier"),      # fmtsz None
     ((5, [1], "int", True, 3), TypeError, "can only concatenate str"),
     (("H", [], "tuple"), ValueError, "max\\(\\) arg is an empty sequence"),
     (("H", [1], "tuple"), TypeError, "'int' object is not iterable"),
     (("H", ["x"], "int", True, 3), ValueError, "Unknown format code 'd'"),
-    (("H", None, "int", True, 3), TypeError, "'NoneType' object is not iterable"),
     (("H", [1], "int", True, 3, lambda text: 1 / 0), ZeroDivisionError, "division"),
 ])
 def test_errors_propagate(vx, args, error, message):
@@ -105,39 +77,30 @@ def test_int_lines_are_filled_greedily_within_the_limit(values, fmtsz):
     import vxrcomn
     messages = []
     vxrcomn._progress_message_format_print("H\n", values, "int", True, fmtsz, messages.append)
-    head, *lines = messages[0].split("\n")[:-1]
-    assert head == IND + "H" and messages[1] == "\n"
-    items = ["{0:{1}d}, ".format(v, fmtsz) for v in values]
+    lines = messages[0].split("\n")[1:-1]
     lines[-1] += ", "  # the cut after the message's last item
-    first_items, k = [], 0
-    for line in lines:
+    items = ["{0:{1}d}, ".format(v, fmtsz) for v in values]
+    k = 0
+    for line, nxt in zip(lines, lines[1:] + [None]):
         assert line.startswith(IND2) and len(line) <= 100
-        first_items.append(k)
         body = ""
         while body != line[9:]:
-            body += items[k]
-            k += 1
+            body, k = body + items[k], k + 1
+        assert nxt is None or len(line) + len(items[k]) > 100   # broken only when the next item would pass
     assert k == len(items)
-    # A line is broken only when the next item would pass the limit.
-    for line, nxt in zip(lines, first_items[1:]):
-        assert len(line) + len(items[nxt]) > 100
 
 
-@pytest.mark.parametrize("recgrp, text", [
-    ("switched shunt", "Switched Shunt"), ("FIXED shunt", "Fixed Shunt"), ("two-terminal dc", "Two-Terminal Dc"),
-    ("", ""),
+@pytest.mark.parametrize("func, args, text", [
+    ("_recgrp_name_prgmsg", ("switched shunt",), " ------------- Reading KORA record group: Switched Shunt\n"),
+    ("_recgrp_name_prgmsg", ("FIXED shunt",), " ------------- Reading KORA record group: Fixed Shunt\n"),
+    ("_recgrp_name_prgmsg_numrecs", (1,), "      1 record\n"),
+    ("_recgrp_name_prgmsg_numrecs", (True,), "      1 record\n"),
+    ("_recgrp_name_prgmsg_numrecs", (0,), "      0 records\n"),
+    ("_recgrp_name_prgmsg_numrecs", (2,), "      2 records\n"),
 ])
-def test_record_group_heading(vx, progress, recgrp, text):
-    vx._recgrp_name_prgmsg(recgrp, progress)
-    assert progress.messages == [" ------------- Reading KORA record group: " + text + "\n"]
-
-
-@pytest.mark.parametrize("nrec, text", [
-    (1, "1 record"), (0, "0 records"), (2, "2 records"), (True, "1 record"), (-1, "-1 records"),
-])
-def test_record_count(vx, progress, nrec, text):
-    vx._recgrp_name_prgmsg_numrecs(nrec, progress)
-    assert progress.messages == [" " * 6 + text + "\n"]
+def test_record_group_messages(vx, progress, func, args, text):
+    getattr(vx, func)(*args, progress)
+    assert progress.messages == [text]
 
 
 @pytest.mark.parametrize("func, args, error", [

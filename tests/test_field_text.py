@@ -26,7 +26,7 @@ def test_float_text_failing_the_float_test_is_formatted_a_second_time(vx):
     class Formats:
         calls = 0
 
-        def __format__(self, spec):
+        def __format__(self, fmt):
             self.calls += 1
             if self.calls == 4:  # the fallback of the second call
                 raise LookupError

@@ -6,9 +6,9 @@
 namespace vxr {
 namespace {
 
-// The given value converted to the default's type; int and float only.  A
-// boolean default takes the given value as it is: tools pass "True" strings
-// through, and they have always seen them unconverted.
+// The given value converted to the default's type, for int and float only.
+// A boolean default takes the given value unconverted ("False" stays a
+// string): the tools have always received it so.
 Ref converted(PyObject* v, PyObject* vin) {
     PyTypeObject* vtyp = Py_TYPE(v);
     if (Py_TYPE(vin) == vtyp) return Ref::new_ref(vin);
@@ -88,7 +88,7 @@ Ref get_arguments_as_attr(State& st, PyObject* const* a) {
         Ref workdir = getattr(args.get(), st.n.opt_workdir);
         if (!truthy(call1(exists.get(), workdir.get()).get()) && !make_work_folder(st, args.get())) {
             // The declaration as it stands, even a whole {"value": ...}
-            // dictionary: the tools rely on nothing better here.
+            // dictionary, as the tools have always received it.
             Handling handling;
             Ref fallback = getitem(default_args_dict, st.n.opt_workdir);
             check_status(PyObject_SetAttr(args.get(), st.n.opt_workdir, fallback.get()));

@@ -52,7 +52,7 @@ def cases(vx, folder):
         (vx._progress_message_format_print, (" H\n", [(1, "a"), (22, "'bb'")], "tuple", True, None, sink),
          ("H", [], "tuple", True, None, sink), 100_000),
         # A width no one else holds: small ints are shared by the whole interpreter.
-        (vx._progress_message_format_print, (" H\n", list(range(40)), "int", True, 300, None),
+        (vx._progress_message_format_print, (" H\n", [1, 22, 333], "int", True, 300, None),
          (" H\n", [1], "int", True, None, None), 20_000),
         (vx._recgrp_name_prgmsg, ("fixed shunt", sink), ("bus", None), 100_000),
         (vx._recgrp_name_prgmsg_numrecs, (3, sink), (1.0, sink), 100_000),

@@ -71,6 +71,36 @@ Ref format(State& st, PyObject* templ, std::initializer_list<PyObject*> args, Lo
     return check(PyObject_VectorcallMethod(st.n.format, stack, n | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr), where);
 }
 
+void unpack(PyObject* obj, Ref* out, Py_ssize_t n, Loc where) {
+    if ((PyTuple_CheckExact(obj) && PyTuple_GET_SIZE(obj) == n) || (PyList_CheckExact(obj) && PyList_GET_SIZE(obj) == n)) {
+        PyObject** items = PySequence_Fast_ITEMS(obj);
+        for (Py_ssize_t i = 0; i < n; ++i) out[i] = Ref::new_ref(items[i]);
+        return;
+    }
+    // The interpreter's generic unpacking, with its messages.
+    PyObject* it = PyObject_GetIter(obj);
+    if (it == nullptr) {
+        if (PyErr_ExceptionMatches(PyExc_TypeError) && Py_TYPE(obj)->tp_iter == nullptr && !PySequence_Check(obj)) {
+            PyErr_Format(PyExc_TypeError, "cannot unpack non-iterable %.200s object", Py_TYPE(obj)->tp_name);
+        }
+        fail(where);
+    }
+    Ref iterator = Ref::steal(it);
+    for (Py_ssize_t i = 0; i < n; ++i) {
+        out[i] = next(iterator.get(), where);
+        if (!out[i]) {
+            PyErr_Format(PyExc_ValueError, "not enough values to unpack (expected %d, got %d)", static_cast<int>(n),
+                         static_cast<int>(i));
+            fail(where);
+        }
+    }
+    Ref extra = next(iterator.get(), where);
+    if (extra) {
+        PyErr_Format(PyExc_ValueError, "too many values to unpack (expected %d)", static_cast<int>(n));
+        fail(where);
+    }
+}
+
 Ref tuple_of(std::initializer_list<PyObject*> items, Loc where) {
     Ref t = check(PyTuple_New(static_cast<Py_ssize_t>(items.size())), where);
     Py_ssize_t i = 0;

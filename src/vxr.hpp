@@ -371,6 +371,19 @@ inline void add_to(Ref& a, PyObject* b, Loc where = VXR_CALLER) {
     }
 }
 
+// a += b for a text that grows in a loop: while `a` holds the only reference
+// to an exact str, the interpreter's in-place append reuses its buffer (as the
+// interpreter does for `s += t`), so building a long message stays linear.
+inline void append_text(Ref& a, PyObject* b, Loc where = VXR_CALLER) {
+    if (PyUnicode_CheckExact(a.get()) && PyUnicode_CheckExact(b)) {
+        PyObject* p = a.release();
+        PyUnicode_Append(&p, b);  // on failure p is NULL and the old text released
+        a = check(p, where);
+    } else {
+        add_to(a, b, where);
+    }
+}
+
 inline Ref str(PyObject* obj, Loc where = VXR_CALLER) { return check(PyObject_Str(obj), where); }
 
 // int(obj) and float(obj)
@@ -401,6 +414,10 @@ inline Ref new_dict(Loc where = VXR_CALLER) { return check(PyDict_New(), where);
 inline void append(PyObject* list, PyObject* item, Loc where = VXR_CALLER) {
     check_status(PyList_Append(list, item), where);
 }
+
+// a, b, ... = obj: out[0..n) receive new references, with the interpreter's
+// own errors for a value that does not unpack into exactly n parts.
+void unpack(PyObject* obj, Ref* out, Py_ssize_t n, Loc where = VXR_CALLER);
 
 // (a, b, ...) as a new tuple; the items are borrowed.
 Ref tuple_of(std::initializer_list<PyObject*> items, Loc where = VXR_CALLER);

@@ -44,28 +44,6 @@ VXR_DEF_ONE_ARG(_get_unwrapped_string, "instr", Pending{"_get_unwrapped_string"}
 VXR_DEF_ARGS(_get_sized_string, "($module, /, instr, outsiz, sfxsiz=0, sfxlist=[])", "OO|OO", 2,
              Pending{"_get_sized_string"}, "instr", "outsiz", "sfxsiz", "sfxlist")
 
-// --- PSLF EPC reading -------------------------------------------------------
-VXR_DEF_ONE_ARG(_split_data_line_text_pslf, "linetxt", Pending{"_split_data_line_text_pslf"})
-VXR_DEF_ARGS(_get_values_from_data_line_text_pslf, "($module, /, recgrp, lnumstr, linetxt, progress)", "OOOO", 4,
-             Pending{"_get_values_from_data_line_text_pslf"}, "recgrp", "lnumstr", "linetxt", "progress")
-VXR_DEF_ARGS(_epc_assign_data_values_common, "($module, /, recgrp, lnumstr, inputvals_dict, frmtdct, progress)",
-             "OOOOO", 5, Pending{"_epc_assign_data_values_common"}, "recgrp", "lnumstr", "inputvals_dict", "frmtdct",
-             "progress")
-VXR_DEF_ARGS(_epc_assign_data_values, "($module, /, recgrp, lnumstr, valslist, vnamlist, frmtdct, progress)",
-             "OOOOOO", 6, Pending{"_epc_assign_data_values"}, "recgrp", "lnumstr", "valslist", "vnamlist", "frmtdct",
-             "progress")
-VXR_DEF_ARGS(_epc_check_frmt_dc_bus_rec, "($module, /, valslist, vnamlist, frmtdct, progress)", "OOOO", 4,
-             Pending{"_epc_check_frmt_dc_bus_rec"}, "valslist", "vnamlist", "frmtdct", "progress")
-VXR_DEF_ARGS(_epc_assign_data_values_svd, "($module, /, recgrp, lnumstr, valslist, vnamsdct, frmtdct, progress)",
-             "OOOOOO", 6, Pending{"_epc_assign_data_values_svd"}, "recgrp", "lnumstr", "valslist", "vnamsdct",
-             "frmtdct", "progress")
-VXR_DEF_ARGS(_epc_assign_data_values_qtable,
-             "($module, /, recgrp, lnumstr, valslist, vnamlist, frmtdct, progress)", "OOOOOO", 6,
-             Pending{"_epc_assign_data_values_qtable"}, "recgrp", "lnumstr", "valslist", "vnamlist", "frmtdct",
-             "progress")
-VXR_DEF_ARGS(_pslf_seq_assign_data_values, "($module, /, recgrp, lnumstr, valslist, frmtdct, progress)", "OOOOO", 5,
-             Pending{"_pslf_seq_assign_data_values"}, "recgrp", "lnumstr", "valslist", "frmtdct", "progress")
-
 // --- options and version check ----------------------------------------------
 VXR_DEF_ARGS(_get_arguments_as_attr, "($module, /, default_args_dict, kwds)", "OO", 2,
              Pending{"_get_arguments_as_attr"}, "default_args_dict", "kwds")

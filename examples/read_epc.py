@@ -23,6 +23,7 @@ the values of every record.
 import argparse
 import collections
 import glob
+import io
 import os
 import re
 import sys
@@ -93,8 +94,8 @@ BY_POSITION = {"generator", "load"}  # read with the sequential assigner
 TYPES = {"i": "int", "f": "float", "s": "char"}
 
 
-def items_of(spec):
-    return [tuple(item.split(":")) for item in spec.split()]
+def items_of(text):
+    return [tuple(item.split(":")) for item in text.split()]
 
 
 class Layouts:
@@ -146,8 +147,8 @@ TEXT_SECTIONS = ("title", "comments", "solution parameters")
 
 
 class Group:
-    def __init__(self, name, declared, lnum):
-        self.name, self.declared, self.lnum = name, declared, lnum
+    def __init__(self, name, declared):
+        self.name, self.declared = name, declared
         self.records = self.read = self.ignored = self.kept = 0
 
 
@@ -172,7 +173,9 @@ class Reader:
         except UnicodeDecodeError:
             text = data.decode("latin-1")
         group, section, pending = None, None, None
-        for lnum, line in enumerate(text.splitlines(), 1):
+        # Lines as a text file gives them: LF, CRLF and CR end a line.
+        for lnum, line in enumerate(io.StringIO(text, newline=None), 1):
+            line = line.rstrip("\n")
             bare = line.strip()
             if bare.startswith("#") and pending is None:
                 continue
@@ -187,7 +190,7 @@ class Reader:
                 if bare.lower() == "end":
                     break
                 if heading:
-                    group = Group(heading.group(1).lower(), int(heading.group(2)), lnum)
+                    group = Group(heading.group(1).lower(), int(heading.group(2)))
                     self.groups.append(group)
                     self.out.write("  %s data [%d]\n" % (group.name, group.declared))
                 section = None if heading else bare.lower()
@@ -268,18 +271,20 @@ def main(argv=None):
     parser.add_argument("-v", "--verbose", action="store_true", help="print the values of every record")
     args = parser.parse_args(argv)
     files = args.files or sorted(glob.glob(os.path.join(SAMPLES, "*.epc")))
-    total = 0
+    status = 0
     for path in files:
         reader = Reader(verbose=args.verbose)
         print("Reading %s" % path)
-        reader.read_file(path)
-        records = sum(g.records for g in reader.groups)
+        try:
+            reader.read_file(path)
+        except OSError as e:
+            print("  cannot read it: %s\n" % e)
+            status = 1
+            continue
         print("  %d records in %d groups: %d read, %d ignored; %d messages\n" % (
-            records, len(reader.groups), sum(g.read for g in reader.groups),
+            sum(g.records for g in reader.groups), len(reader.groups), sum(g.read for g in reader.groups),
             sum(g.ignored for g in reader.groups), reader.messages))
-        total += records
-    return 0
-
+    return status
 
 if __name__ == "__main__":
     sys.exit(main())

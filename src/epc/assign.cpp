@@ -49,7 +49,7 @@ Ref concat_around(PyObject* text, PyObject* wrap) {
 
 Ref wrapped(State& st, PyObject* text) {
     Ref wrap = global(st, st.n.WRAP_CHAR);
-    // str.format of an exact str with an empty spec is the str itself, so
+    // str.format of an exact str with no format given is the str itself, so
     // for two exact str the template is a plain concatenation.
     if (PyUnicode_CheckExact(text) && PyUnicode_CheckExact(wrap.get())) {
         if (PyUnicode_READY(text) < 0 || PyUnicode_READY(wrap.get()) < 0) fail(VXR_HERE);

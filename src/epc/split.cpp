@@ -1,0 +1,156 @@
+// EPC data line splitting: the plain splitter at blanks, and the careful
+// reader that checks the double quotes and splits the line as shlex does.
+#include "epc/epc.hpp"
+#include "epc/posix_lexer.hpp"
+
+namespace {
+
+using vxr::Ref;
+using vxr::State;
+
+// ---------------------------------------------------------------------------
+// _split_data_line_text_pslf
+// ---------------------------------------------------------------------------
+
+// linetxt.strip(), then runs of blanks collapsed to one, then split(" "),
+// in one pass over an exact str: the items are the runs of non-blanks
+// between the stripped ends (only U+0020 separates; tabs stay inside items).
+template <typename CharT>
+Ref split_at_blanks(PyObject* line, const CharT* data, Py_ssize_t n) {
+    Py_ssize_t lo = 0, hi = n;
+    while (lo < hi && Py_UNICODE_ISSPACE(data[lo])) ++lo;
+    while (hi > lo && Py_UNICODE_ISSPACE(data[hi - 1])) --hi;
+    Ref items = vxr::new_list();
+    Py_ssize_t start = lo;
+    for (Py_ssize_t i = lo; i <= hi; ++i) {
+        if (i < hi && data[i] != ' ') continue;
+        // The stripped ends are no blanks, so a blank run never starts an
+        // item; an empty line gives the one empty item of "".split(" ").
+        vxr::append(items.get(), vxr::check(PyUnicode_Substring(line, start, i)).get());
+        while (i + 1 < hi && data[i + 1] == ' ') ++i;
+        start = i + 1;
+    }
+    return items;
+}
+
+Ref split_exact(PyObject* line) {
+    if (PyUnicode_READY(line) < 0) vxr::fail();
+    Py_ssize_t n = PyUnicode_GET_LENGTH(line);
+    void* data = PyUnicode_DATA(line);
+    switch (PyUnicode_KIND(line)) {
+        case PyUnicode_1BYTE_KIND: return split_at_blanks(line, static_cast<const Py_UCS1*>(data), n);
+        case PyUnicode_2BYTE_KIND: return split_at_blanks(line, static_cast<const Py_UCS2*>(data), n);
+        default: return split_at_blanks(line, static_cast<const Py_UCS4*>(data), n);
+    }
+}
+
+Ref split_data_line_text_pslf(State& st, PyObject* linetxt) {
+    if (PyUnicode_CheckExact(linetxt)) return split_exact(linetxt);
+    // Anything else runs the steps through its own methods (its strip()
+    // need not strip, so the find() test is kept as it is).
+    Ref line = vxr::method(linetxt, st.n.strip);
+    Ref zero = vxr::check(PyLong_FromLong(0));
+    for (;;) {
+        Ref pos = vxr::method(line.get(), st.n.find, st.n.epc_two_blanks);
+        if (!vxr::truthy(vxr::check(PyObject_RichCompare(pos.get(), zero.get(), Py_GT)).get())) break;
+        line = vxr::method(line.get(), st.n.replace, st.n.epc_two_blanks, st.n.blank);
+    }
+    return vxr::method(line.get(), st.n.split, st.n.blank);
+}
+
+// ---------------------------------------------------------------------------
+// _get_values_from_data_line_text_pslf
+// ---------------------------------------------------------------------------
+
+// The number of double quotes, as linetxt.count('"') gives it.
+struct QuoteCount {
+    Ref object;            // the count as an interpreter object, made on need
+    Py_ssize_t value = 0;  // the count of an exact str
+
+    PyObject* get() {
+        if (!object) object = vxr::check(PyLong_FromSsize_t(value));
+        return object.get();
+    }
+};
+
+// The uneven-quote report; the line is not split.
+Ref report_uneven_quotes(State& st, PyObject* recgrp, PyObject* lnumstr, QuoteCount& ndbleqt, PyObject* progress,
+                         Ref result) {
+    Ref msg = vxr::check(PyNumber_Remainder(st.n.epc_uneven_quotes, ndbleqt.get()));
+    vxr::add_to(msg, vxr::epc::record_ignored_tail(st, recgrp, lnumstr).get());
+    vxr::call1(progress, msg.get());
+    return result;
+}
+
+// The handler of a failed split.  Its message has no conversion for the
+// count, so the % itself raises TypeError (with the split error as its
+// context) and no report is made; the rest is kept for a count object that
+// % would take.
+Ref report_unreadable_line(State& st, PyObject* recgrp, PyObject* lnumstr, QuoteCount& ndbleqt,
+                           PyObject* progress, Ref result) {
+    vxr::Handling handling;
+    Ref msg = vxr::check(PyNumber_Remainder(st.n.epc_line_not_interpreted, ndbleqt.get()));
+    vxr::add_to(msg, vxr::epc::record_ignored_tail(st, recgrp, lnumstr).get());
+    vxr::call1(progress, msg.get());
+    return result;
+}
+
+// shlex.split(line) through the module global.
+PyObject* shlex_split(State& st, PyObject* line) noexcept {
+    try {
+        Ref shlex = vxr::global(st, st.n.shlex);
+        Ref split = vxr::getattr(shlex.get(), st.n.split);
+        return vxr::call1(split.get(), line).release();
+    } catch (const vxr::PyErrorSet&) {
+        return nullptr;
+    }
+}
+
+Ref get_values_from_data_line_text_pslf(State& st, PyObject* const* a) {
+    PyObject *recgrp = a[0], *lnumstr = a[1], *linetxt = a[2], *progress = a[3];
+    Ref result = vxr::new_list();
+    const bool exact = PyUnicode_CheckExact(linetxt);
+
+    QuoteCount ndbleqt;
+    bool uneven;
+    if (exact) {
+        ndbleqt.value = PyUnicode_Count(linetxt, st.n.dblq, 0, PY_SSIZE_T_MAX);
+        if (ndbleqt.value < 0) vxr::fail();
+        uneven = (ndbleqt.value & 1) != 0;
+    } else {
+        ndbleqt.object = vxr::method(linetxt, st.n.count, st.n.dblq);
+        Ref two = vxr::check(PyLong_FromLong(2));
+        uneven = vxr::truthy(vxr::check(PyNumber_Remainder(ndbleqt.object.get(), two.get())).get());
+    }
+    if (uneven) return report_uneven_quotes(st, recgrp, lnumstr, ndbleqt, progress, std::move(result));
+
+    // Commas and apostrophes become underscores.  An exact str is split with
+    // them read as underscores, without the two copies.
+    Ref line;
+    if (exact) {
+        line = Ref::new_ref(linetxt);
+    } else {
+        Ref once = vxr::method(linetxt, st.n.replace, st.n.comma, st.n.epc_underscore);
+        line = vxr::method(once.get(), st.n.replace, st.n.sglq, st.n.epc_underscore);
+    }
+
+    PyObject* items;
+    if (PyUnicode_CheckExact(line.get()) && vxr::std_shlex_in_use(st) &&
+        vxr::attribute_is(st.std_shlex, st.n.split, st.std_shlex_split)) {
+        items = vxr::epc::posix_split(line.get(), exact);
+    } else {
+        if (exact) {
+            line = vxr::check(PyUnicode_Replace(linetxt, st.n.comma, st.n.epc_underscore, -1));
+            line = vxr::check(PyUnicode_Replace(line.get(), st.n.sglq, st.n.epc_underscore, -1));
+        }
+        items = shlex_split(st, line.get());
+    }
+    if (items == nullptr) return report_unreadable_line(st, recgrp, lnumstr, ndbleqt, progress, std::move(result));
+    return Ref::steal(items);
+}
+
+}  // namespace
+
+VXR_DEF_ONE_ARG(_split_data_line_text_pslf, "linetxt", split_data_line_text_pslf)
+VXR_DEF_ARGS(_get_values_from_data_line_text_pslf, "($module, /, recgrp, lnumstr, linetxt, progress)", "OOOO", 4,
+             get_values_from_data_line_text_pslf, "recgrp", "lnumstr", "linetxt", "progress")

@@ -16,6 +16,16 @@
 extern "C" PyAPI_FUNC(void) _PyTraceback_Add(const char*, const char*, int);
 #endif
 
+// The attribute version tag of a type, 0 when it has none.  3.13 no longer
+// keeps Py_TPFLAGS_VALID_VERSION_TAG: a zero tag means "none" there.
+inline unsigned int vxr_type_version_tag(PyTypeObject* type) {
+#if PY_VERSION_HEX >= 0x030D0000
+    return type->tp_version_tag;
+#else
+    return PyType_HasFeature(type, Py_TPFLAGS_VALID_VERSION_TAG) ? type->tp_version_tag : 0;
+#endif
+}
+
 // PyArg_ParseTupleAndKeywords took "char **" before 3.13.
 #if PY_VERSION_HEX >= 0x030D0000
 using vxr_kwlist_t = char* const*;

@@ -62,13 +62,17 @@ void parse_args_slow(const Params& params, PyObject* const* args, Py_ssize_t nar
     if (!ok) fail(VXR_HERE);
 }
 
-Ref format(State& st, PyObject* templ, std::initializer_list<PyObject*> args, Loc where) {
+Ref format(State& st, PyObject* templ, PyObject* const* args, size_t nargs, Loc where) {
     PyObject* stack[8];
-    if (args.size() >= 8) raise(PyExc_SystemError, "vxrcomn: too many format arguments", where);
-    size_t n = 0;
-    stack[n++] = templ;
-    for (PyObject* a : args) stack[n++] = a;
-    return check(PyObject_VectorcallMethod(st.n.format, stack, n | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr), where);
+    if (nargs >= 8) raise(PyExc_SystemError, "vxrcomn: too many format arguments", where);
+    stack[0] = templ;
+    for (size_t i = 0; i < nargs; ++i) stack[i + 1] = args[i];
+    return check(PyObject_VectorcallMethod(st.n.format, stack, (nargs + 1) | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr),
+                 where);
+}
+
+Ref format(State& st, PyObject* templ, std::initializer_list<PyObject*> args, Loc where) {
+    return format(st, templ, args.begin(), args.size(), where);
 }
 
 void unpack(PyObject* obj, Ref* out, Py_ssize_t n, Loc where) {

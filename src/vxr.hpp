@@ -11,6 +11,7 @@
 #include <initializer_list>
 #include <new>
 #include <utility>
+#include <vector>
 
 namespace vxr {
 
@@ -63,9 +64,14 @@ private:
 struct Loc {
     const char* file;
     int line;
+    // As a default argument, the location of the call that uses the default.
+    // (The builtins inside a braced Loc{...} default would name this header.)
+    static Loc current(const char* file = VXR_BUILTIN_FILE(), int line = VXR_BUILTIN_LINE()) noexcept {
+        return Loc{file, line};
+    }
 };
 #define VXR_HERE ::vxr::Loc{__FILE__, __LINE__}
-#define VXR_CALLER ::vxr::Loc{VXR_BUILTIN_FILE(), VXR_BUILTIN_LINE()}
+#define VXR_CALLER ::vxr::Loc::current()
 
 // Thrown when a Python exception is set; carries where it was noticed, for
 // the traceback entry.  Never crosses into the interpreter: guard() maps it
@@ -249,8 +255,7 @@ inline bool std_re_in_use(State& st) noexcept {
 // (its attribute version tag moves on any class attribute assignment).
 inline bool std_shlex_class_unchanged(State& st) noexcept {
     auto* cls = reinterpret_cast<PyTypeObject*>(st.std_shlex_class);
-    return st.shlex_class_version != 0 && PyType_HasFeature(cls, Py_TPFLAGS_VALID_VERSION_TAG) &&
-           cls->tp_version_tag == st.shlex_class_version;
+    return st.shlex_class_version != 0 && vxr_type_version_tag(cls) == st.shlex_class_version;
 }
 
 inline bool std_shlex_in_use(State& st) noexcept {
@@ -321,6 +326,7 @@ inline Ref method(PyObject* obj, PyObject* name, PyObject* a, PyObject* b, Loc w
 
 // template.format(*args): the interpreter's own str.format.
 Ref format(State& st, PyObject* templ, std::initializer_list<PyObject*> args, Loc where = VXR_CALLER);
+Ref format(State& st, PyObject* templ, PyObject* const* args, size_t nargs, Loc where = VXR_CALLER);
 
 inline Ref getattr(PyObject* obj, PyObject* name, Loc where = VXR_CALLER) {
     return check(PyObject_GetAttr(obj, name), where);
@@ -424,19 +430,57 @@ Ref tuple_of(std::initializer_list<PyObject*> items, Loc where = VXR_CALLER);
 
 inline PyObject* py_bool(bool b) noexcept { return b ? Py_True : Py_False; }
 
+// list(mapping.items()), taken before a walk over it.  An exact dict is read
+// directly into (key, value) pairs; anything else is listed through its
+// items() and each element unpacked when the walk reaches it.
+class ItemsSnapshot {
+public:
+    ItemsSnapshot(State& st, PyObject* mapping) {
+        if (PyDict_CheckExact(mapping)) {
+            pairs_.reserve(static_cast<size_t>(PyDict_GET_SIZE(mapping)));
+            Py_ssize_t pos = 0;
+            PyObject *key, *value;
+            while (PyDict_Next(mapping, &pos, &key, &value)) {
+                pairs_.emplace_back(Ref::new_ref(key), Ref::new_ref(value));
+            }
+            size_ = static_cast<Py_ssize_t>(pairs_.size());
+        } else {
+            Ref items = method(mapping, st.n.items);
+            list_ = check(PySequence_List(items.get()));
+            size_ = PyList_GET_SIZE(list_.get());  // ours alone: its size stays
+        }
+    }
+    Py_ssize_t size() const { return size_; }
+    void get(Py_ssize_t i, Ref& key, Ref& value) const {
+        if (!list_) {
+            key = Ref::new_ref(pairs_[static_cast<size_t>(i)].first.get());
+            value = Ref::new_ref(pairs_[static_cast<size_t>(i)].second.get());
+        } else {
+            Ref pair[2];
+            unpack(PyList_GET_ITEM(list_.get(), i), pair, 2);
+            key = std::move(pair[0]);
+            value = std::move(pair[1]);
+        }
+    }
+
+private:
+    std::vector<std::pair<Ref, Ref>> pairs_;
+    Ref list_;
+    Py_ssize_t size_ = 0;
+};
+
 // collections.OrderedDict(), through the module global.
 Ref new_ordered_dict(State& st, Loc where = VXR_CALLER);
 
-// Calls the module function bound to the global `name` with `args`.  While
-// the global still holds the module's own function object `own`, `direct`
-// (the implementation, called in C++) runs instead of a call through the
+// Calls `function`, the value of a module function's global, with `args`.
+// While it is still the module's own function object `own`, `direct` (the
+// implementation, called in C++) runs instead of a call through the
 // interpreter; an error leaving it gets the traceback entry `qualname`, as
 // the interpreter call would have given it.
 template <typename Direct>
-Ref call_module_function(State& st, PyObject* name, PyObject* own, const char* qualname, Direct&& direct,
-                         std::initializer_list<PyObject*> args, Loc where = VXR_CALLER) {
-    Ref function = global(st, name, where);
-    if (function.get() == own) {
+Ref call_resolved(PyObject* function, PyObject* own, const char* qualname, Direct&& direct,
+                  std::initializer_list<PyObject*> args, Loc where = VXR_CALLER) {
+    if (function == own) {
         try {
             return direct();
         } catch (const PyErrorSet& e) {
@@ -448,7 +492,17 @@ Ref call_module_function(State& st, PyObject* name, PyObject* own, const char* q
     if (args.size() > 8) raise(PyExc_SystemError, "vxrcomn: too many arguments", where);
     size_t n = 0;
     for (PyObject* a : args) stack[n++] = a;
-    return callv(function.get(), stack, n, where);
+    return callv(function, stack, n, where);
+}
+
+// Calls the module function bound to the global `name` now (see
+// call_resolved).  The arguments are evaluated before the look-up; where the
+// order matters, look the global up first and use call_resolved.
+template <typename Direct>
+Ref call_module_function(State& st, PyObject* name, PyObject* own, const char* qualname, Direct&& direct,
+                         std::initializer_list<PyObject*> args, Loc where = VXR_CALLER) {
+    Ref function = global(st, name, where);
+    return call_resolved(function.get(), own, qualname, std::forward<Direct>(direct), args, where);
 }
 
 }  // namespace vxr

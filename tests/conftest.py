@@ -52,11 +52,9 @@ def restore_module_globals():
     before = dict(vxrcomn.__dict__)
     yield
     now = vxrcomn.__dict__
-    for key in [k for k in now if k not in before]:
-        del now[key]
-    for key, value in before.items():
-        if now.get(key, object()) is not value:
-            now[key] = value
+    if list(now) != list(before) or any(now[k] is not v for k, v in before.items()):
+        now.clear()  # the same dict object: the module's functions hold it
+        now.update(before)
 
 
 class Progress:

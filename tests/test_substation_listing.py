@@ -77,3 +77,7 @@ def test_terminal_type_goes_through_the_module_unwrapper(vx, progress):
     vx._get_unwrapped_string = lambda text: "S"
     vx._print_kora_substation_block_data_as_stored({1: {"term": [term("'odd'")]}}, progress)
     assert progress.messages == ["\n", "101, 1, 'odd'\n"]
+    # The function is looked up before the record's type is read, as Python does.
+    del vx.__dict__["_get_unwrapped_string"]
+    with pytest.raises(NameError):
+        vx._print_kora_substation_block_data_as_stored({1: {"term": [{}]}}, progress)

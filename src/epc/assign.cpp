@@ -91,41 +91,6 @@ bool assign_item(State& st, PyObject* valsdict, PyObject* nam, PyObject* text, I
     return false;
 }
 
-void unpack2(PyObject* pair, Ref& a, Ref& b) {
-    if ((PyTuple_CheckExact(pair) && PyTuple_GET_SIZE(pair) == 2)) {
-        a = Ref::new_ref(PyTuple_GET_ITEM(pair, 0));
-        b = Ref::new_ref(PyTuple_GET_ITEM(pair, 1));
-        return;
-    }
-    if (PyList_CheckExact(pair) && PyList_GET_SIZE(pair) == 2) {
-        a = Ref::new_ref(PyList_GET_ITEM(pair, 0));
-        b = Ref::new_ref(PyList_GET_ITEM(pair, 1));
-        return;
-    }
-    // The interpreter's unpacking of anything else, with its own messages
-    // (there is no C API for it).
-    PyObject* it = PyObject_GetIter(pair);
-    if (it == nullptr) {
-        if (PyErr_ExceptionMatches(PyExc_TypeError) && Py_TYPE(pair)->tp_iter == nullptr && !PySequence_Check(pair)) {
-            PyErr_Format(PyExc_TypeError, "cannot unpack non-iterable %.200s object", Py_TYPE(pair)->tp_name);
-        }
-        fail(VXR_HERE);
-    }
-    Ref owned_it = Ref::steal(it);
-    Ref items[2];
-    for (int i = 0; i < 2; ++i) {
-        items[i] = next(it, VXR_HERE);
-        if (!items[i]) {
-            PyErr_Format(PyExc_ValueError, "not enough values to unpack (expected 2, got %d)", i);
-            fail(VXR_HERE);
-        }
-    }
-    Ref extra = next(it, VXR_HERE);
-    if (extra) raise(PyExc_ValueError, "too many values to unpack (expected 2)", VXR_HERE);
-    a = std::move(items[0]);
-    b = std::move(items[1]);
-}
-
 bool is_separator(State& st, PyObject* nam) {
     return equals(nam, st.n.epc_semi) || equals(nam, st.n.epc_semi1) || equals(nam, st.n.epc_semi2);
 }
@@ -150,42 +115,6 @@ Ref key_list(State& st, PyObject* frmtdct) {
 // ---------------------------------------------------------------------------
 
 namespace {
-
-// list(frmtdct.items()), taken before the walk.  An exact dict is read
-// directly into (key, value) pairs; anything else is listed through its
-// items() and each element unpacked when the walk reaches it.
-class ItemsSnapshot {
-public:
-    ItemsSnapshot(State& st, PyObject* frmtdct) {
-        if (PyDict_CheckExact(frmtdct)) {
-            pairs_.reserve(static_cast<size_t>(PyDict_GET_SIZE(frmtdct)));
-            Py_ssize_t pos = 0;
-            PyObject *key, *value;
-            while (PyDict_Next(frmtdct, &pos, &key, &value)) {
-                pairs_.emplace_back(Ref::new_ref(key), Ref::new_ref(value));
-            }
-            size_ = static_cast<Py_ssize_t>(pairs_.size());
-        } else {
-            Ref items = method(frmtdct, st.n.items);
-            list_ = check(PySequence_List(items.get()));
-            size_ = PyList_GET_SIZE(list_.get());  // ours alone: its size stays
-        }
-    }
-    Py_ssize_t size() const { return size_; }
-    void get(Py_ssize_t i, Ref& key, Ref& value) const {
-        if (!list_) {
-            key = Ref::new_ref(pairs_[static_cast<size_t>(i)].first.get());
-            value = Ref::new_ref(pairs_[static_cast<size_t>(i)].second.get());
-        } else {
-            unpack2(PyList_GET_ITEM(list_.get(), i), key, value);
-        }
-    }
-
-private:
-    std::vector<std::pair<Ref, Ref>> pairs_;
-    Ref list_;
-    Py_ssize_t size_ = 0;
-};
 
 }  // namespace
 
@@ -223,9 +152,9 @@ Ref call_assign_common(State& st, PyObject* recgrp, PyObject* lnumstr, PyObject*
     if (PyTuple_CheckExact(result.get()) && PyTuple_GET_SIZE(result.get()) == 2 && Py_REFCNT(result.get()) == 1) {
         return result;
     }
-    Ref ierr, valsdict;
-    unpack2(result.get(), ierr, valsdict);
-    return tuple_of({ierr.get(), valsdict.get()});
+    Ref parts[2];
+    unpack(result.get(), parts, 2);
+    return tuple_of({parts[0].get(), parts[1].get()});
 }
 
 }  // namespace epc

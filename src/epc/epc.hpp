@@ -33,9 +33,6 @@ Ref default_value(State& st, ItemType type);
 bool assign_item(State& st, PyObject* valsdict, PyObject* nam, PyObject* text, ItemType type, PyObject* recgrp,
                  PyObject* lnumstr, PyObject* progress);
 
-// a, b = pair (the interpreter's unpacking, with its messages).
-void unpack2(PyObject* pair, Ref& a, Ref& b);
-
 // True when nam is one of the separator names "semi", "semi1", "semi2".
 bool is_separator(State& st, PyObject* nam);
 

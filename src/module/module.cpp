@@ -152,8 +152,7 @@ void record_standard_objects(State& st) {
     if (PyType_Check(st.std_shlex_class)) {
         // A class attribute look-up gives the class a valid version tag.
         Ref attr = check(PyObject_GetAttr(st.std_shlex_class, st.n.read_token), VXR_HERE);
-        auto* cls = reinterpret_cast<PyTypeObject*>(st.std_shlex_class);
-        if (PyType_HasFeature(cls, Py_TPFLAGS_VALID_VERSION_TAG)) st.shlex_class_version = cls->tp_version_tag;
+        st.shlex_class_version = vxr_type_version_tag(reinterpret_cast<PyTypeObject*>(st.std_shlex_class));
     }
 }
 

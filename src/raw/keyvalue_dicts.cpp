@@ -2,36 +2,9 @@
 // laid out by the tool's format dictionary, with defaults.
 #include "raw/raw.hpp"
 
-#include <utility>
-#include <vector>
-
 namespace vxr {
 namespace raw {
 namespace {
-
-using Items = std::vector<std::pair<Ref, Ref>>;
-
-// list(mapping.items()): a snapshot, so that code run while the items are
-// read cannot disturb the walk.  An exact dict is copied without building
-// the list of tuples.
-Items snapshot_items(State& st, PyObject* mapping) {
-    Items items;
-    if (PyDict_CheckExact(mapping)) {
-        items.reserve(static_cast<size_t>(PyDict_GET_SIZE(mapping)));
-        Py_ssize_t pos = 0;
-        PyObject *key, *value;
-        while (PyDict_Next(mapping, &pos, &key, &value)) items.emplace_back(Ref::new_ref(key), Ref::new_ref(value));
-        return items;
-    }
-    Ref view = method(mapping, st.n.items, VXR_HERE);
-    Ref list = check(PySequence_List(view.get()), VXR_HERE);
-    for (Py_ssize_t i = 0; i < PyList_GET_SIZE(list.get()); ++i) {
-        Ref pair[2];
-        unpack(PyList_GET_ITEM(list.get(), i), 2, pair, VXR_HERE);
-        items.emplace_back(std::move(pair[0]), std::move(pair[1]));
-    }
-    return items;
-}
 
 // text.upper() for an exact str; ASCII is done here.
 Ref upper(State& st, PyObject* text) {
@@ -94,10 +67,13 @@ Ref key_value_pairs_to_dict(State& st, PyObject* const* args) {
     // Not reset between fields: a field whose type is neither "int" nor
     // "float" takes whatever the previous field left here.
     Ref v;
-    for (auto& item : snapshot_items(st, frmt_dict)) {
-        PyObject* vnam = item.first.get();
-        Ref defval = getitem(item.second.get(), n.defval, VXR_HERE);
-        Ref vartyp = getitem(item.second.get(), n.type, VXR_HERE);
+    ItemsSnapshot items(st, frmt_dict);
+    for (Py_ssize_t i = 0; i < items.size(); ++i) {
+        Ref name, fdct;
+        items.get(i, name, fdct);
+        PyObject* vnam = name.get();
+        Ref defval = getitem(fdct.get(), n.defval, VXR_HERE);
+        Ref vartyp = getitem(fdct.get(), n.type, VXR_HERE);
         if (!check_status(PyDict_Contains(tdct.get(), vnam), VXR_HERE)) {
             v = Ref::new_ref(defval.get());
         } else {
@@ -168,7 +144,7 @@ Ref ratings_to_dict(State& st, PyObject* const* args) {
     Ref it = iter(pairs.get(), VXR_HERE);
     while (Ref pair = next(it.get(), VXR_HERE)) {
         Ref kv[2];
-        unpack(pair.get(), 2, kv, VXR_HERE);
+        unpack(pair.get(), kv, 2, VXR_HERE);
         setitem(tdct.get(), kv[0].get(), kv[1].get(), VXR_HERE);
     }
 
@@ -185,15 +161,12 @@ Ref ratings_to_dict(State& st, PyObject* const* args) {
             Handling handling;
             Ref indent = global(st, n.PRG_INDENT, VXR_HERE);
             Ref group = method(recgrp, n.title, VXR_HERE);
-            Ref shown = getitem(tdct.get(), k_rat_num.get(), VXR_HERE);
+            Ref shown = getitem(tdct.get(), k_rat_num.get(), VXR_HERE);  // read after the title, as written
             Ref head = format(st, n.raw_rating_not_recognized, {indent.get(), group.get(), shown.get()}, VXR_HERE);
             send_record_error(st, std::move(head), line, progress, VXR_HERE);
         }
     } else {
-        Ref indent = global(st, n.PRG_INDENT, VXR_HERE);
-        Ref group = method(recgrp, n.title, VXR_HERE);
-        Ref head = format(st, n.raw_rating_not_provided, {indent.get(), group.get()}, VXR_HERE);
-        send_record_error(st, std::move(head), line, progress, VXR_HERE);
+        report_record_error(st, n.raw_rating_not_provided, recgrp, {}, line, progress, VXR_HERE);
     }
 
     Ref tdct2 = new_ordered_dict(st, VXR_HERE);

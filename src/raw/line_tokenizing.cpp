@@ -14,41 +14,35 @@ void send_record_error(State& st, Ref head, PyObject* line, PyObject* progress, 
     call1(progress, head.get(), where);
 }
 
-void unpack(PyObject* obj, Py_ssize_t n, Ref* out, Loc where) {
-    if (PyTuple_CheckExact(obj) || PyList_CheckExact(obj)) {
-        Py_ssize_t size = PySequence_Fast_GET_SIZE(obj);
-        if (size == n) {
-            for (Py_ssize_t i = 0; i < n; ++i) out[i] = Ref::new_ref(PySequence_Fast_GET_ITEM(obj, i));
-            return;
-        }
-        if (size < n) {
-            PyErr_Format(PyExc_ValueError, "not enough values to unpack (expected %zd, got %zd)", n, size);
-        } else {
-            PyErr_Format(PyExc_ValueError, "too many values to unpack (expected %zd)", n);
-        }
-        fail(where);
+void report_record_error(State& st, PyObject* templ, PyObject* recgrp, std::initializer_list<PyObject*> more,
+                         PyObject* line, PyObject* progress, Loc where) {
+    Ref indent = global(st, st.n.PRG_INDENT, where);
+    Ref group = method(recgrp, st.n.title, where);
+    PyObject* args[8] = {indent.get(), group.get()};
+    size_t n = 2;
+    for (PyObject* a : more) {
+        if (a != nullptr && n < 8) args[n++] = a;
     }
-    PyObject* it = PyObject_GetIter(obj);
-    if (it == nullptr) {
-        if (PyErr_ExceptionMatches(PyExc_TypeError) && Py_TYPE(obj)->tp_iter == nullptr &&
-            !PySequence_Check(obj)) {
-            PyErr_Clear();
-            PyErr_Format(PyExc_TypeError, "cannot unpack non-iterable %.200s object", Py_TYPE(obj)->tp_name);
-        }
-        fail(where);
+    Ref head = format(st, templ, args, n, where);
+    send_record_error(st, std::move(head), line, progress, where);
+}
+
+FirstItem classify_first_item(State& st, PyObject* vlist, PyObject* templ, PyObject* recgrp, PyObject* name,
+                              PyObject* line, PyObject* progress) {
+    FirstItem first;
+    first.value = first_item(vlist);
+    if (!first.value) first.value = Ref::new_ref(st.n.ifc);
+    if (equals(first.value.get(), st.n.ifc, VXR_HERE)) {
+        first.error = true;
+        first.value = Ref::new_ref(st.n.empty);
     }
-    Ref iterator = Ref::steal(it);
-    for (Py_ssize_t i = 0; i < n; ++i) {
-        out[i] = next(iterator.get(), where);
-        if (!out[i]) {
-            PyErr_Format(PyExc_ValueError, "not enough values to unpack (expected %zd, got %zd)", n, i);
-            fail(where);
-        }
+    if (first.error) {
+        report_record_error(st, templ, recgrp, {name}, line, progress, VXR_HERE);
+    } else {
+        Ref fv = strip(st, first.value.get(), VXR_HERE);
+        first.found_q = lower_is_q(st, fv.get(), VXR_HERE);
     }
-    if (next(iterator.get(), where)) {
-        PyErr_Format(PyExc_ValueError, "too many values to unpack (expected %zd)", n);
-        fail(where);
-    }
+    return first;
 }
 
 namespace {
@@ -145,7 +139,7 @@ Ref split_generic(State& st, PyObject* linetxt) {
     for (;;) {
         Ref result = method(pattern.get(), n.subn, n.comma_ifc_comma, txt.get(), VXR_HERE);
         Ref parts[2];
-        unpack(result.get(), 2, parts, VXR_HERE);
+        unpack(result.get(), parts, 2, VXR_HERE);
         txt = std::move(parts[0]);
         Ref zero = check(PyLong_FromLong(0), VXR_HERE);
         if (!check_status(PyObject_RichCompareBool(parts[1].get(), zero.get(), Py_NE), VXR_HERE)) break;
@@ -242,8 +236,6 @@ Ref split_keyvalue_pair(State& st, PyObject* const* args) {
     PyObject* line = args[1];
     PyObject* progress = args[2];
     Names& n = st.n;
-    bool found_q = false;
-    bool frst_error = false;
 
     Ref ltxt;
     if (PyUnicode_CheckExact(line) && std_re_in_use(st)) {
@@ -254,27 +246,13 @@ Ref split_keyvalue_pair(State& st, PyObject* const* args) {
         ltxt = method(pattern.get(), n.sub, n.equals_sign, line, VXR_HERE);
     }
     Ref vlist = call_split_textline_kora(st, ltxt.get(), VXR_HERE);
-
-    Ref frst_val = first_item(vlist.get());
-    if (!frst_val) frst_val = Ref::new_ref(n.ifc);
-    if (equals(frst_val.get(), n.ifc, VXR_HERE)) {
-        frst_error = true;
-        frst_val = Ref::new_ref(n.empty);
-    }
-    if (frst_error) {
-        Ref indent = global(st, n.PRG_INDENT, VXR_HERE);
-        Ref group = method(recgrp, n.title, VXR_HERE);
-        Ref head = format(st, n.raw_record_ignored, {indent.get(), group.get()}, VXR_HERE);
-        send_record_error(st, std::move(head), line, progress, VXR_HERE);
-    } else {
-        Ref fv = strip(st, frst_val.get(), VXR_HERE);
-        if (lower_is_q(st, fv.get(), VXR_HERE)) found_q = true;
-    }
-    if (!found_q) {
+    FirstItem first = classify_first_item(st, vlist.get(), n.raw_record_ignored, recgrp, nullptr, line, progress);
+    Ref frst_val = std::move(first.value);
+    if (!first.found_q) {
         Ref fv = strip(st, frst_val.get(), VXR_HERE);
         if (is_zero_text(st, fv.get(), VXR_HERE)) frst_val = to_int(fv.get(), VXR_HERE);
     }
-    return tuple_of({py_bool(found_q), py_bool(frst_error), frst_val.get(), vlist.get()}, VXR_HERE);
+    return tuple_of({py_bool(first.found_q), py_bool(first.error), frst_val.get(), vlist.get()}, VXR_HERE);
 }
 
 }  // namespace

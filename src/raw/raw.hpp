@@ -70,9 +70,22 @@ inline Ref first_item(PyObject* vlist) {
 // head += " {0}{1}".format(_PRG_INDENT2, line); progress(head)
 void send_record_error(State& st, Ref head, PyObject* line, PyObject* progress, Loc where = VXR_CALLER);
 
-// a, b, ... = obj: fills `out` with `n` new references or raises the
-// interpreter's unpacking errors.
-void unpack(PyObject* obj, Py_ssize_t n, Ref* out, Loc where = VXR_CALLER);
+// A record error: templ.format(_PRG_INDENT, recgrp.title(), *more) and the
+// line, indented, in one call of progress.
+void report_record_error(State& st, PyObject* templ, PyObject* recgrp, std::initializer_list<PyObject*> more,
+                         PyObject* line, PyObject* progress, Loc where = VXR_CALLER);
+
+// The first item of a record's item list, classified: vlist[0], or the
+// empty-item placeholder when that raises; a missing first item ("_ifc") is
+// reported with `templ` (and `name`, when given) and becomes "" with `error`
+// set; otherwise `found_q` tells whether the record is the "Q" line.
+struct FirstItem {
+    Ref value;
+    bool error = false;
+    bool found_q = false;
+};
+FirstItem classify_first_item(State& st, PyObject* vlist, PyObject* templ, PyObject* recgrp, PyObject* name,
+                              PyObject* line, PyObject* progress);
 
 }  // namespace raw
 }  // namespace vxr

@@ -18,27 +18,14 @@ Ref split_to_values(State& st, PyObject* const* args) {
     PyObject* frst_type = args[3];
     PyObject* progress = args[4];
     Names& n = st.n;
-    bool found_q = false;
-    bool frst_error = false;
 
     Ref vlist = call_split_textline_kora(st, line, VXR_HERE);
-    Ref frst_val = first_item(vlist.get());
-    if (!frst_val) frst_val = Ref::new_ref(n.ifc);
-    if (equals(frst_val.get(), n.ifc, VXR_HERE)) {
-        frst_error = true;
-        frst_val = Ref::new_ref(n.empty);
-    }
-    if (frst_error) {
-        Ref indent = global(st, n.PRG_INDENT, VXR_HERE);
-        Ref group = method(recgrp, n.title, VXR_HERE);
-        Ref head = format(st, n.raw_item_not_provided, {indent.get(), group.get(), frst_name}, VXR_HERE);
-        send_record_error(st, std::move(head), line, progress, VXR_HERE);
-    } else {
-        Ref fv = strip(st, frst_val.get(), VXR_HERE);
-        if (lower_is_q(st, fv.get(), VXR_HERE)) found_q = true;
-    }
+    FirstItem first =
+        classify_first_item(st, vlist.get(), n.raw_item_not_provided, recgrp, frst_name, line, progress);
+    Ref frst_val = std::move(first.value);
+    bool frst_error = first.error;
 
-    if (!found_q) {
+    if (!first.found_q) {
         PyObject* which_type = nullptr;  // unbound until a conversion fails
         if (equals(frst_type, n.int_, VXR_HERE)) {
             if (PyObject* v = PyNumber_Long(frst_val.get())) {
@@ -71,7 +58,7 @@ Ref split_to_values(State& st, PyObject* const* args) {
             send_record_error(st, std::move(head), line, progress, VXR_HERE);
         }
     }
-    return tuple_of({py_bool(found_q), py_bool(frst_error), frst_val.get(), vlist.get()}, VXR_HERE);
+    return tuple_of({py_bool(first.found_q), py_bool(frst_error), frst_val.get(), vlist.get()}, VXR_HERE);
 }
 
 // ---------------------------------------------------------------------------
@@ -119,7 +106,7 @@ Ref no_check(State& st, PyObject* line) {
         st, st.n.fn_no_check_vlist, st.fn_no_check_vlist, "vxrcomn._split_txtline_to_values_kora_no_check_vlist",
         [&] { return no_check_vlist(st, line); }, {line}, VXR_HERE);
     Ref parts[3];
-    unpack(result.get(), 3, parts, VXR_HERE);
+    unpack(result.get(), parts, 3, VXR_HERE);
     return tuple_of({parts[0].get(), parts[1].get()}, VXR_HERE);
 }
 

@@ -103,7 +103,12 @@ void print_records(State& st, PyObject* recdct, PyObject* templ, PyObject* progr
 // The terminal line is chosen by the unquoted type; the type itself is
 // printed as stored.
 Ref terminal_line(State& st, PyObject* eachdct) {
-    Ref tertyp = call_get_unwrapped_string(st, getitem(eachdct, st.n.ss_TERTYP).get());
+    // _get_unwrapped_string(eachdct["TERTYP"]): the function is looked up first.
+    Ref unwrap = global(st, st.n.fn_get_unwrapped_string);
+    Ref stored = getitem(eachdct, st.n.ss_TERTYP);
+    Ref tertyp = call_resolved(
+        unwrap.get(), st.fn_get_unwrapped_string, "vxrcomn._get_unwrapped_string",
+        [&] { return get_unwrapped_string(st, stored.get()); }, {stored.get()});
     PyObject* t = tertyp.get();
     if (equals(t, st.n.ss_term_L) || equals(t, st.n.ss_term_F) || equals(t, st.n.ss_term_M)) {
         return format_mapping(st, st.n.ss_term_line_lfm, eachdct);

@@ -83,6 +83,7 @@ class RawReader:
         self.system = collections.OrderedDict()
         self.ratings = collections.OrderedDict()
         self.substations = collections.OrderedDict()
+        self.first_records = collections.defaultdict(list)  # a few item lists per group
         self.end = "eof"
 
     # -- lines ---------------------------------------------------------------
@@ -100,7 +101,7 @@ class RawReader:
     def read(self):
         with open(self.path, encoding="latin-1") as self.file:
             self.read_header()
-            groups = GROUPS.get(self.version) or GROUPS[34 if (self.version or 0) > 34 else 33]
+            groups = GROUPS[self.version]
             for number in range(10 ** 6):
                 spec = groups[number] if number < len(groups) else group("group %d" % (number + 1))
                 self.end = self.read_group(spec)
@@ -111,7 +112,10 @@ class RawReader:
     def read_header(self):
         first = self.next_line() or ""  # "@!" column headings may come first
         items = vx._split_textline_kora(first)
-        self.version = int(items[2]) if len(items) > 2 and items[2].isdigit() else None
+        self.stated_version = int(items[2]) if len(items) > 2 and items[2].isdigit() else None
+        # A version the module does not support is read as the newest one,
+        # with the module's notice.
+        self.version = vx._check_kora_version(self.stated_version)
         self.titles = [self.file.readline().rstrip("\n"), self.file.readline().rstrip("\n")]
 
     # -- groups --------------------------------------------------------------
@@ -119,12 +123,16 @@ class RawReader:
         """Reads one record group; returns "0" at its end line, "Q" at the
         end of data, "eof" at the end of the file."""
         count = 0
+        announced = False
         while True:
             line = self.next_line()
+            if not announced and line is not None and not is_data_end(line):
+                vx._recgrp_name_prgmsg(spec.name, self.progress)  # not for a group the data ends before
+                announced = True
             end = "eof" if line is None else self.system_record(line) if spec.shape == "system" else self.record(spec, line)
             if end is not None:
-                # A group the data ends before is not reported as empty.
-                if count or end == "0":
+                if announced:
+                    vx._recgrp_name_prgmsg_numrecs(count, self.progress)
                     self.counts[spec.name] = count
                 return end
             count += self.last_ok
@@ -151,6 +159,8 @@ class RawReader:
         end, vlist = self.split_first(spec.name, line, spec.first_name, spec.first_type)
         if end is not None or vlist is None:
             return end
+        if len(self.first_records[spec.name]) < 3:
+            self.first_records[spec.name].append(vlist)
         if spec.shape == "three":
             self.continuation(2)
         elif spec.shape == "transformer":
@@ -228,6 +238,14 @@ class RawReader:
         self.substations[number] = block
 
 
+def is_data_end(line):
+    """The "Q" line that ends the data (an unreadable line is not)."""
+    try:
+        return vx._split_txtline_to_values_kora_no_check_00(line)[0]
+    except Exception:
+        return False
+
+
 def substation_record(kind, v):
     if kind == "node":
         return {"NI": int(v[0]), "NAME": v[1], "I": int(v[2]), "STAT": int(v[3])}
@@ -243,21 +261,53 @@ def substation_record(kind, v):
     return record
 
 
-def report(reader, out):
-    out("\n%s: KORA RAW version %s\n" % (os.path.basename(reader.path), reader.version))
-    for name, count in reader.counts.items():
-        out("     %-28s %5d record%s\n" % (name, count, "" if count == 1 else "s"))
-    out("     data ended by %s\n" % {"Q": "the Q line", "0": "the last group", "eof": "the end of the file"}[reader.end])
+OPTIONS = {
+    "workdir": os.path.join(ROOT, "build", "demo"),
+    "listing": {"value": "console", "allowed": ("console", "none")},
+    "buses_written_back": 3,
+}
 
 
-def main(argv=None):
+def write_back(reader, progress):
+    """A few bus records written back as RAW field text."""
+    progress(" %sBus records written back:\n" % vx._PRG_INDENT)
+    for items in reader.first_records["bus"]:
+        number, name, basekv, kind = items[:4]
+        fields = ["%6d" % int(number), vx._get_sized_string(name, 12), vx._convert_float_to_string(float(basekv)),
+                  kind]
+        progress(" %s%s\n" % (vx._PRG_INDENT2, ",".join(fields)))
+
+
+def report(reader, options, progress):
+    name = os.path.basename(reader.path)
+    progress("\n %s%s%s: KORA RAW version %s (stated %s)\n"
+             % (vx._PRG_INDENT, vx._get_time_stamp(), name, reader.version, reader.stated_version))
+    summary = collections.OrderedDict((group, count) for group, count in reader.counts.items() if count)
+    summary["data ended by"] = {"Q": "the Q line", "0": "the last group", "eof": "the end of the file"}[reader.end]
+    if options.listing == "console":
+        vx._print_dict("Records read per group", summary, progress)
+    listing = vx._get_file_name(name, suffix="_summary", path=options.workdir)
+    vx._print_dict_to_file("Records read per group in %s" % name, summary, listing)
+    progress(" %sListing written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(listing)[1]))
+    generators = [int(items[0]) for items in reader.first_records["generator"]]
+    if generators:
+        vx._progress_message_format_print(" First generator buses:\n", generators, "int", fmtsz=vx._LEN_BUSNUM,
+                                          progress=progress)
+    if reader.substations:
+        progress(" %sSubstation blocks as stored:" % vx._PRG_INDENT)
+        vx._print_kora_substation_block_data_as_stored(reader.substations, progress)
+    write_back(reader, progress)
+
+
+def main(argv=None, **kwds):
     paths = list(argv if argv is not None else sys.argv[1:])
     if not paths:
         paths = sorted(glob.glob(os.path.join(HERE, "samples", "*.raw")))
+    options = vx._get_arguments_as_attr(OPTIONS, kwds)  # creates the work folder when missing
     for path in paths:
         sys.stdout.write("\n==== %s\n" % path)
         reader = RawReader(path, sys.stdout.write).read()
-        report(reader, sys.stdout.write)
+        report(reader, options, sys.stdout.write)
     return 0
 
 

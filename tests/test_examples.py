@@ -14,15 +14,23 @@ IND, IND2 = " " * 5, " " * 9
 
 
 def read(path):
+    """The reader and its messages: the record errors apart from the group
+    headings and counts."""
     messages = []
-    return read_raw.RawReader(path, messages.append).read(), messages
+    reader = read_raw.RawReader(path, messages.append).read()
+    headings = [m for m in messages if m.startswith(" ------------- Reading KORA record group: ")]
+    counts = [m for m in messages if m.strip().endswith(("record", "records")) and m.startswith(" " * 6)]
+    reader.headings, reader.count_lines = headings, counts
+    return reader, [m for m in messages if m not in headings and m not in counts]
 
 
 def test_v33_sample(progress):
     reader, messages = read(os.path.join(SAMPLES, "sample_v33.raw"))
     assert reader.version == 33 and reader.end == "Q"
     assert (reader.counts["bus"], reader.counts["load"], reader.counts["branch"], reader.counts["transformer"]) == (32, 10, 31, 2)
-    assert len(reader.counts) == 19
+    assert len(reader.counts) == 19 == len(reader.headings) == len(reader.count_lines)
+    assert reader.headings[5] == " ------------- Reading KORA record group: Transformer\n"
+    assert reader.count_lines[5] == " " * 6 + "2 records\n"
     assert [m.split("\n")[0] for m in messages] == [
         " %sError - Reading 'Bus', I=10.5, integer value required, record ignored." % IND,
         " %sError - Reading 'Load', data item 'I' not provided, record ignored." % IND,
@@ -50,8 +58,32 @@ def test_v34_sample():
     ]
 
 
+def test_report_lists_writes_back_and_leaves_one_file(tmp_path, capsys):
+    options = read_raw.vx._get_arguments_as_attr(read_raw.OPTIONS, {"workdir": str(tmp_path / "out")})
+    out = []
+    reader, _ = read(os.path.join(SAMPLES, "sample_v34.raw"))
+    read_raw.report(reader, options, out.append)
+    text = "".join(out)
+    assert os.listdir(str(tmp_path / "out")) == ["sample_v34_summary.txt"]
+    listing = open(str(tmp_path / "out" / "sample_v34_summary.txt")).read()
+    assert listing.startswith(IND + "Records read per group in sample_v34.raw\n")
+    assert listing in text.replace("Records read per group\n", "Records read per group in sample_v34.raw\n")
+    assert "101, 2, 2, 102, 1 \n" in out                      # a substation terminal echoed
+    assert " %s   101,'RIVER, EAST ',230.0,3\n" % IND2 in out  # field text written back
+    assert capsys.readouterr().out == ""                       # everything went through progress
+
+
+def test_unsupported_version_is_read_as_the_newest(capsys):
+    reader, _ = read(os.path.join(SAMPLES, "sample_v33.raw"))
+    assert capsys.readouterr().out == ""
+    assert reader.version == 33
+
+
 @requires_shared_data
 @pytest.mark.parametrize("path", shared_files("raw", ".raw"), ids=os.path.basename)
-def test_reader_reads_every_shared_raw_file(path):
+def test_reader_reads_every_shared_raw_file(path, capsys):
     reader, messages = read(path)
     assert reader.counts.get("bus", 0) > 0 or os.path.getsize(path) < 1000
+    notice = capsys.readouterr().out
+    if reader.stated_version not in (32, 33, 34):
+        assert "KORA version %s specified. Allowed versions:34,33,32, Set version to 34" % reader.stated_version in notice

@@ -6,7 +6,7 @@ TESTDEPS := /usr/lib/python3/dist-packages
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 RUNPATH := PYTHONPATH=$(CURDIR)/standin:$(CURDIR)
 
-.PHONY: build test demo deps clean
+.PHONY: build test demo deps bench clean
 
 build:
 	VXR_WERROR=1 $(PYTHON) setup.py -q build_ext --inplace
@@ -23,6 +23,11 @@ test: build deps
 
 demo: build
 	$(RUNPATH) $(PYTHON) examples/demo.py
+
+# Generates the synthetic cases under build/bench on first use, then prints
+# the timing table (BENCH_ARGS=--quick for a smoke run).
+bench: build
+	$(RUNPATH) $(PYTHON) bench/run.py $(BENCH_ARGS)
 
 clean:
 	rm -rf build *.egg-info vxrcomn*.so vxrcomn*.pyd .pytest_cache .hypothesis

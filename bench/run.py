@@ -117,12 +117,18 @@ def measure(args):
     E = epc_inputs(epc_lines, n_mod)
     rows = []
 
-    def row(name, kind, call_mod, call_base, inputs, floor=None, note=""):
-        """call_*(item) for each item of inputs; floor(items) streams csv."""
-        small = inputs[:n_base]
-        module = timed(lambda: [call_mod(x) for x in inputs] and None, len(inputs), reps)
-        base = timed(lambda: [call_base(x) for x in small] and None, len(small), reps)
-        flo = timed(lambda: floor(inputs), len(inputs), reps) if floor else None
+    def row(name, mod_func, base_func, arglists, floor=None, lines=None, note=""):
+        """Both functions called on each argument tuple of arglists, results
+        dropped at once; floor(lines) streams the csv reader."""
+        small = arglists[:n_base]
+
+        def loop(func, items):
+            for args in items:
+                func(*args)
+
+        module = timed(lambda: loop(mod_func, arglists), len(arglists), reps)
+        base = timed(lambda: loop(base_func, small), len(small), reps)
+        flo = timed(lambda: floor(lines), len(lines), reps) if floor else None
         rows.append(Row(name, module, base, flo, note))
 
     def csv_raw(items):
@@ -134,40 +140,37 @@ def measure(args):
             pass
 
     vx, py = vxrcomn, baseline
-    row("_check_eof_blank_line_kora", "raw", vx._check_eof_blank_line_kora, py._check_eof_blank_line_kora, R["all"])
-    row("_split_textline_kora", "raw", vx._split_textline_kora, py._split_textline_kora, R["data"], csv_raw)
-    row("_split_txtline_to_values_kora", "raw",
-        lambda l: vx._split_txtline_to_values_kora("bus", l, "I", "int", quiet),
-        lambda l: py._split_txtline_to_values_kora("bus", l, "I", "int", quiet), R["first"], csv_raw)
+
+    def each(items, *before, after=()):
+        return [before + (x,) + tuple(after) for x in items]
+
+    row("_check_eof_blank_line_kora", vx._check_eof_blank_line_kora, py._check_eof_blank_line_kora, each(R["all"]))
+    row("_split_textline_kora", vx._split_textline_kora, py._split_textline_kora, each(R["data"]), csv_raw, R["data"])
+    row("_split_txtline_to_values_kora", vx._split_txtline_to_values_kora, py._split_txtline_to_values_kora,
+        each(R["first"], "bus", after=("I", "int", quiet)), csv_raw, R["first"])
     for name in ("_split_txtline_to_values_kora_no_check", "_split_txtline_to_values_kora_no_check_vlist",
                  "_split_txtline_to_values_kora_no_check_00"):
-        row(name, "raw", getattr(vx, name), getattr(py, name), R["data"], csv_raw)
-    row("_split_textline_kora_keyvalue_pair", "raw",
-        lambda l: vx._split_textline_kora_keyvalue_pair("system-wide", l, quiet),
-        lambda l: py._split_textline_kora_keyvalue_pair("system-wide", l, quiet), R["keyvalue"], csv_raw)
-    kv_format = loops.KEYVALUE_FORMAT
-    row("_list_of_key_value_pairs_to_dict_kora", "raw",
-        lambda v: vx._list_of_key_value_pairs_to_dict_kora(v, kv_format),
-        lambda v: py._list_of_key_value_pairs_to_dict_kora(v, kv_format), R["pairs"][: n_mod // 4])
+        row(name, getattr(vx, name), getattr(py, name), each(R["data"]), csv_raw, R["data"])
+    row("_split_textline_kora_keyvalue_pair", vx._split_textline_kora_keyvalue_pair,
+        py._split_textline_kora_keyvalue_pair, each(R["keyvalue"], "system-wide", after=(quiet,)), csv_raw,
+        R["keyvalue"])
+    row("_list_of_key_value_pairs_to_dict_kora", vx._list_of_key_value_pairs_to_dict_kora,
+        py._list_of_key_value_pairs_to_dict_kora, each(R["pairs"][: n_mod // 4], after=(loops.KEYVALUE_FORMAT,)))
 
     if loops.epc_available():
-        row("_split_data_line_text_pslf", "epc", vx._split_data_line_text_pslf, py._split_data_line_text_pslf,
-            E["data"], csv_epc)
-        row("_get_values_from_data_line_text_pslf", "epc",
-            lambda l: vx._get_values_from_data_line_text_pslf("bus", 1, l, quiet),
-            lambda l: py._get_values_from_data_line_text_pslf("bus", 1, l, quiet), E["data"], csv_epc)
+        row("_split_data_line_text_pslf", vx._split_data_line_text_pslf, py._split_data_line_text_pslf,
+            each(E["data"]), csv_epc, E["data"])
+        row("_get_values_from_data_line_text_pslf", vx._get_values_from_data_line_text_pslf,
+            py._get_values_from_data_line_text_pslf, each(E["data"], "bus", 1, after=(quiet,)), csv_epc, E["data"])
         values = [vx._get_values_from_data_line_text_pslf("bus", 1, l, quiet) for l in E["bus"]]
         names, frmt = loops.EPC_BUS_NAMES, loops.EPC_BUS_FORMAT
-        row("_epc_assign_data_values", "epc",
-            lambda v: vx._epc_assign_data_values("bus", 1, v, names, frmt, quiet),
-            lambda v: py._epc_assign_data_values("bus", 1, v, names, frmt, quiet), values)
+        row("_epc_assign_data_values", vx._epc_assign_data_values, py._epc_assign_data_values,
+            each(values, "bus", 1, after=(names, frmt, quiet)))
         given = [{k: v for k, v in zip(names, vals) if not k.startswith("semi")} for vals in values]
-        row("_epc_assign_data_values_common", "epc",
-            lambda d: vx._epc_assign_data_values_common("bus", 1, d, frmt, quiet),
-            lambda d: py._epc_assign_data_values_common("bus", 1, d, frmt, quiet), given)
-        row("_pslf_seq_assign_data_values", "epc",
-            lambda v: vx._pslf_seq_assign_data_values("bus", 1, v, frmt, quiet),
-            lambda v: py._pslf_seq_assign_data_values("bus", 1, v, frmt, quiet), values)
+        row("_epc_assign_data_values_common", vx._epc_assign_data_values_common, py._epc_assign_data_values_common,
+            each(given, "bus", 1, after=(frmt, quiet)))
+        row("_pslf_seq_assign_data_values", vx._pslf_seq_assign_data_values, py._pslf_seq_assign_data_values,
+            each(values, "bus", 1, after=(frmt, quiet)))
 
     # Whole-file loops: the module on the large case; both on the small case,
     # whose mix of records is the same, for the ratio.
@@ -197,8 +200,8 @@ def memory(raw_path):
     prologue = "import resource, vxrcomn, loops\n"
     epilogue = "print(resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024)\n"
     idle = peak_rss_mib(prologue + "f = open(%r, encoding='latin-1')\n" % raw_path + epilogue)
-    streaming = peak_rss_mib(prologue + "with open(%r, encoding='latin-1') as f:\n    loops.read_raw(vxrcomn, f)\n"
-                             % raw_path + epilogue)
+    streaming = peak_rss_mib(prologue + "with open(%r, encoding='latin-1') as f:\n"
+                                        "    print(loops.read_raw(vxrcomn, f), 'records')\n" % raw_path + epilogue)
     return idle, streaming
 
 

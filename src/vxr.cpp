@@ -117,6 +117,13 @@ Ref tuple_of(std::initializer_list<PyObject*> items, Loc where) {
 
 Ref new_ordered_dict(State& st, Loc where) {
     Ref collections = global(st, st.n.collections, where);
+    // While collections.OrderedDict is the standard class, calling it with
+    // no arguments makes what PyODict_New makes, without the call.
+    if (collections.get() == st.std_collections &&
+        attribute_is(st.std_collections, st.n.OrderedDict, st.std_ordered_dict) &&
+        st.std_ordered_dict == reinterpret_cast<PyObject*>(&PyODict_Type)) {
+        return check(PyODict_New(), where);
+    }
     Ref ordered_dict = getattr(collections.get(), st.n.OrderedDict, where);
     return call0(ordered_dict.get(), where);
 }

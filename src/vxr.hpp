@@ -393,7 +393,33 @@ inline void append_text(Ref& a, PyObject* b, Loc where = VXR_CALLER) {
 inline Ref str(PyObject* obj, Loc where = VXR_CALLER) { return check(PyObject_Str(obj), where); }
 
 // int(obj) and float(obj)
-inline Ref to_int(PyObject* obj, Loc where = VXR_CALLER) { return check(PyNumber_Long(obj), where); }
+// int(text) for a short ASCII decimal text (blanks around it, a sign and up
+// to 18 digits), read here; nullptr for anything else, which int() itself
+// must read.
+inline PyObject* int_from_decimal_text(PyObject* text) noexcept {
+    if (!PyUnicode_CheckExact(text) || !PyUnicode_IS_ASCII(text)) return nullptr;
+    const char* p = reinterpret_cast<const char*>(PyUnicode_1BYTE_DATA(text));
+    const char* end = p + PyUnicode_GET_LENGTH(text);
+    while (p < end && *p == ' ') ++p;
+    while (end > p && end[-1] == ' ') --end;
+    bool negative = false;
+    if (p < end && (*p == '-' || *p == '+')) negative = *p++ == '-';
+    if (p == end || end - p > 18) return nullptr;
+    long long value = 0;
+    for (; p < end; ++p) {
+        if (*p < '0' || *p > '9') return nullptr;
+        value = value * 10 + (*p - '0');
+    }
+    return PyLong_FromLongLong(negative ? -value : value);
+}
+
+// int(obj)
+inline PyObject* int_of(PyObject* obj) noexcept {
+    if (PyObject* quick = int_from_decimal_text(obj)) return quick;
+    if (PyErr_Occurred()) return nullptr;
+    return PyNumber_Long(obj);
+}
+inline Ref to_int(PyObject* obj, Loc where = VXR_CALLER) { return check(int_of(obj), where); }
 inline Ref to_float(PyObject* obj, Loc where = VXR_CALLER) {
     if (PyFloat_CheckExact(obj)) return Ref::new_ref(obj);
     return check(PyNumber_Float(obj), where);
@@ -442,6 +468,21 @@ public:
             PyObject *key, *value;
             while (PyDict_Next(mapping, &pos, &key, &value)) {
                 pairs_.emplace_back(Ref::new_ref(key), Ref::new_ref(value));
+            }
+            size_ = static_cast<Py_ssize_t>(pairs_.size());
+        } else if (PyODict_CheckExact(mapping)) {
+            // An exact OrderedDict in its own order (which move_to_end may
+            // have made different from its storage order), without the
+            // (key, value) tuples of its items view.
+            pairs_.reserve(static_cast<size_t>(PyDict_GET_SIZE(mapping)));
+            Ref keys = iter(mapping);
+            while (Ref key = next(keys.get())) {
+                PyObject* value = PyDict_GetItemWithError(mapping, key.get());
+                if (value == nullptr) {
+                    if (!PyErr_Occurred()) PyErr_SetObject(PyExc_KeyError, key.get());
+                    fail();
+                }
+                pairs_.emplace_back(std::move(key), Ref::new_ref(value));
             }
             size_ = static_cast<Py_ssize_t>(pairs_.size());
         } else {

@@ -3,6 +3,8 @@
 // for absent items and one message for the first item that will not convert.
 #include "epc/epc.hpp"
 
+#include <algorithm>
+
 namespace vxr {
 namespace epc {
 
@@ -73,7 +75,7 @@ bool assign_item(State& st, PyObject* valsdict, PyObject* nam, PyObject* text, I
         setitem(valsdict, nam, wrapped(st, text).get());
         return true;
     }
-    PyObject* value = type == ItemType::integer ? PyNumber_Long(text) : PyNumber_Float(text);
+    PyObject* value = type == ItemType::integer ? int_of(text) : PyNumber_Float(text);
     if (value != nullptr) {
         int status = PyObject_SetItem(valsdict, nam, value);
         Py_DECREF(value);
@@ -92,6 +94,17 @@ bool assign_item(State& st, PyObject* valsdict, PyObject* nam, PyObject* text, I
 }
 
 bool is_separator(State& st, PyObject* nam) {
+    if (PyUnicode_CheckExact(nam)) {
+        // "semi", "semi1", "semi2": most names fail on their length.
+        const Py_ssize_t len = PyUnicode_GET_LENGTH(nam);
+        if (len != 4 && len != 5) return false;
+        if (PyUnicode_KIND(nam) == PyUnicode_1BYTE_KIND) {
+            const char* t = reinterpret_cast<const char*>(PyUnicode_1BYTE_DATA(nam));
+            return t[0] == 's' && t[1] == 'e' && t[2] == 'm' && t[3] == 'i' &&
+                   (len == 4 || t[4] == '1' || t[4] == '2');
+        }
+        return false;
+    }
     return equals(nam, st.n.epc_semi) || equals(nam, st.n.epc_semi1) || equals(nam, st.n.epc_semi2);
 }
 
@@ -104,8 +117,94 @@ Ref pair_without_separators(State& st, PyObject* names, PyObject* values) {
     return tmp;
 }
 
+// ---------------------------------------------------------------------------
+// GivenTexts
+// ---------------------------------------------------------------------------
+
+namespace {
+
+bool same_text(PyObject* a, PyObject* b) {
+    return a == b || (PyUnicode_GET_LENGTH(a) == PyUnicode_GET_LENGTH(b) && PyUnicode_Compare(a, b) == 0);
+}
+
+}  // namespace
+
+GivenTexts::Entry* GivenTexts::slot(PyObject* nam, Py_hash_t hash) {
+    const size_t mask = table_.size() - 1;
+    for (size_t i = static_cast<size_t>(hash) & mask;; i = (i + 1) & mask) {
+        Entry& e = table_[i];
+        if (!e.name || (e.hash == hash && same_text(e.name.get(), nam))) return &e;
+    }
+}
+
+bool GivenTexts::pair(State& st, PyObject* names, PyObject* values) {
+    auto exact = [](PyObject* o) { return PyList_CheckExact(o) || PyTuple_CheckExact(o); };
+    if (!exact(names) || !exact(values)) return false;
+    const Py_ssize_t count = std::min(PySequence_Fast_GET_SIZE(names), PySequence_Fast_GET_SIZE(values));
+    for (Py_ssize_t i = 0; i < count; ++i) {
+        if (!PyUnicode_CheckExact(PySequence_Fast_GET_ITEM(names, i))) return false;
+    }
+    size_t capacity = 8;
+    while (capacity < 2 * static_cast<size_t>(count)) capacity *= 2;
+    table_.clear();
+    table_.resize(capacity);
+    // Nothing in this loop runs a caller's code, so the lists stay as read.
+    for (Py_ssize_t i = 0; i < count; ++i) {
+        PyObject* nam = PySequence_Fast_GET_ITEM(names, i);
+        if (is_separator(st, nam)) continue;
+        const Py_hash_t hash = PyObject_Hash(nam);
+        if (hash == -1) fail();
+        Entry* e = slot(nam, hash);
+        if (!e->name) {
+            e->name = Ref::new_ref(nam);
+            e->hash = hash;
+        }
+        e->value = Ref::new_ref(PySequence_Fast_GET_ITEM(values, i));  // a later equal name wins
+    }
+    return true;
+}
+
+// The table as the dict it stands for, for a lookup only a dict can answer
+// exactly (a name that is not an exact str).
+void GivenTexts::materialize() {
+    mapping_ = new_dict();
+    for (Entry& e : table_) {
+        if (e.name) setitem(mapping_.get(), e.name.get(), e.value.get());
+    }
+    table_.clear();
+}
+
+bool GivenTexts::find(State& st, PyObject* nam, Ref& value) {
+    (void)st;
+    if (!mapping_ && !table_.empty()) {
+        if (PyUnicode_CheckExact(nam)) {
+            const Py_hash_t hash = PyObject_Hash(nam);
+            if (hash == -1) fail();
+            Entry* e = slot(nam, hash);
+            if (!e->name) return false;
+            value = Ref::new_ref(e->value.get());
+            return true;
+        }
+        materialize();
+    }
+    if (!mapping_) return false;  // an empty pairing
+    PyObject* given = mapping_.get();
+    // One look-up where neither the mapping nor the name can run a caller's
+    // code between `in` and `[]`.
+    if (PyDict_CheckExact(given) && PyUnicode_CheckExact(nam)) {
+        value = Ref::new_ref(PyDict_GetItemWithError(given, nam));
+        if (!value && PyErr_Occurred()) fail();
+        return static_cast<bool>(value);
+    }
+    if (!check_status(PySequence_Contains(given, nam))) return false;
+    value = getitem(given, nam);
+    return true;
+}
+
 Ref key_list(State& st, PyObject* frmtdct) {
     if (PyDict_CheckExact(frmtdct)) return check(PyDict_Keys(frmtdct));
+    // An exact OrderedDict iterates its keys in order, as its keys view does.
+    if (PyODict_CheckExact(frmtdct)) return check(PySequence_List(frmtdct));
     Ref keys = method(frmtdct, st.n.keys);
     return check(PySequence_List(keys.get()));
 }
@@ -118,7 +217,7 @@ namespace {
 
 }  // namespace
 
-Ref assign_common(State& st, PyObject* recgrp, PyObject* lnumstr, PyObject* inputvals, PyObject* frmtdct,
+Ref assign_common(State& st, PyObject* recgrp, PyObject* lnumstr, GivenTexts& given, PyObject* frmtdct,
                   PyObject* progress) {
     bool ierr = false;
     Ref valsdict = new_ordered_dict(st);
@@ -127,8 +226,8 @@ Ref assign_common(State& st, PyObject* recgrp, PyObject* lnumstr, PyObject* inpu
         Ref nam, vdct;
         items.get(i, nam, vdct);
         Ref vtyp = getitem(vdct.get(), st.n.type);
-        if (check_status(PySequence_Contains(inputvals, nam.get()))) {
-            Ref vals = getitem(inputvals, nam.get());
+        Ref vals;
+        if (given.find(st, nam.get(), vals)) {
             if (!assign_item(st, valsdict.get(), nam.get(), vals.get(), item_type(st, vtyp.get()), recgrp, lnumstr,
                              progress)) {
                 ierr = true;
@@ -141,12 +240,29 @@ Ref assign_common(State& st, PyObject* recgrp, PyObject* lnumstr, PyObject* inpu
     return tuple_of({py_bool(ierr), valsdict.get()});
 }
 
-Ref call_assign_common(State& st, PyObject* recgrp, PyObject* lnumstr, PyObject* inputvals, PyObject* frmtdct,
-                       PyObject* progress) {
-    Ref result = call_module_function(
-        st, st.n.fn_epc_assign_common, st.fn_epc_assign_common, "vxrcomn._epc_assign_data_values_common",
-        [&] { return assign_common(st, recgrp, lnumstr, inputvals, frmtdct, progress); },
-        {recgrp, lnumstr, inputvals, frmtdct, progress});
+Ref assign_pairs(State& st, PyObject* recgrp, PyObject* lnumstr, PyObject* names, PyObject* values,
+                 PyObject* frmtdct, PyObject* progress) {
+    const char* qualname = "vxrcomn._epc_assign_data_values_common";
+    Ref function;
+    GivenTexts given;
+    // Pairing exact lists of str runs nothing of the caller's, so the global
+    // may be looked up before the pairs are made, and while it is the
+    // module's own function they need no dictionary.
+    if (given.pair(st, names, values)) {
+        function = global(st, st.n.fn_epc_assign_common);
+        if (function.get() == st.fn_epc_assign_common) {
+            return call_resolved(
+                function.get(), st.fn_epc_assign_common, qualname,
+                [&] { return assign_common(st, recgrp, lnumstr, given, frmtdct, progress); }, {});
+        }
+    }
+    Ref tmp = pair_without_separators(st, names, values);
+    if (!function) function = global(st, st.n.fn_epc_assign_common);
+    GivenTexts mapping(tmp.get());
+    Ref result = call_resolved(
+        function.get(), st.fn_epc_assign_common, qualname,
+        [&] { return assign_common(st, recgrp, lnumstr, mapping, frmtdct, progress); },
+        {recgrp, lnumstr, tmp.get(), frmtdct, progress});
     // The direct call gives a new pair that nobody else holds: it already is
     // the new tuple (ierr, valsdict).
     if (PyTuple_CheckExact(result.get()) && PyTuple_GET_SIZE(result.get()) == 2 && Py_REFCNT(result.get()) == 1) {
@@ -163,14 +279,14 @@ Ref call_assign_common(State& st, PyObject* recgrp, PyObject* lnumstr, PyObject*
 namespace {
 
 vxr::Ref epc_assign_data_values_common(vxr::State& st, PyObject* const* a) {
-    return vxr::epc::assign_common(st, a[0], a[1], a[2], a[3], a[4]);
+    vxr::epc::GivenTexts given(a[2]);
+    return vxr::epc::assign_common(st, a[0], a[1], given, a[3], a[4]);
 }
 
 // _epc_assign_data_values: names paired with texts, separators dropped.
 vxr::Ref epc_assign_data_values(vxr::State& st, PyObject* const* a) {
     PyObject *recgrp = a[0], *lnumstr = a[1], *valslist = a[2], *vnamlist = a[3], *frmtdct = a[4], *progress = a[5];
-    vxr::Ref tmp = vxr::epc::pair_without_separators(st, vnamlist, valslist);
-    return vxr::epc::call_assign_common(st, recgrp, lnumstr, tmp.get(), frmtdct, progress);
+    return vxr::epc::assign_pairs(st, recgrp, lnumstr, vnamlist, valslist, frmtdct, progress);
 }
 
 }  // namespace

@@ -39,17 +39,46 @@ bool is_separator(State& st, PyObject* nam);
 // {nam: val for nam, val in zip(names, values) if nam is no separator}
 Ref pair_without_separators(State& st, PyObject* names, PyObject* values);
 
+// The item texts by name that the common assigner reads with `nam in given`
+// then `given[nam]`: either the caller's mapping, or, where no caller can see
+// the dictionary that the pairing of a name list with a text list would
+// build, a table of the module's own with the same contents and lookups.
+class GivenTexts {
+public:
+    explicit GivenTexts(PyObject* mapping) : mapping_(Ref::new_ref(mapping)) {}
+    GivenTexts() = default;
+
+    // Fills the table from exact lists or tuples of which every name is an
+    // exact str; false (and nothing done) for anything else.
+    bool pair(State& st, PyObject* names, PyObject* values);
+
+    // `nam in given`, then given[nam] into value; false when absent.
+    bool find(State& st, PyObject* nam, Ref& value);
+
+private:
+    struct Entry {
+        Ref name, value;
+        Py_hash_t hash = 0;
+    };
+    Entry* slot(PyObject* nam, Py_hash_t hash);
+    void materialize();
+
+    Ref mapping_;               // the caller's mapping, or the table made a dict
+    std::vector<Entry> table_;  // open addressing; a power of two in size
+};
+
 // list(frmtdct.keys())
 Ref key_list(State& st, PyObject* frmtdct);
 
 // The body of _epc_assign_data_values_common; returns (ierr, valsdict).
-Ref assign_common(State& st, PyObject* recgrp, PyObject* lnumstr, PyObject* inputvals, PyObject* frmtdct,
+Ref assign_common(State& st, PyObject* recgrp, PyObject* lnumstr, GivenTexts& given, PyObject* frmtdct,
                   PyObject* progress);
 
-// _epc_assign_data_values_common(...) through the module global, its two
-// results returned as a new tuple.
-Ref call_assign_common(State& st, PyObject* recgrp, PyObject* lnumstr, PyObject* inputvals, PyObject* frmtdct,
-                       PyObject* progress);
+// The ending of every assigner that pairs names with texts: the pairs
+// without separators handed to _epc_assign_data_values_common through the
+// module global, its two results returned as a new tuple.
+Ref assign_pairs(State& st, PyObject* recgrp, PyObject* lnumstr, PyObject* names, PyObject* values,
+                 PyObject* frmtdct, PyObject* progress);
 
 // The items of a sequence read by position, as a for loop reads them: an
 // exact list or tuple by index (the list's size read afresh at each step, as

@@ -47,6 +47,11 @@ Ref pslf_seq_assign_data_values(State& st, PyObject* const* a) {
     // Defaults from the position of the first missing text on, whether the
     // walk ended or stopped at a bad item; separators included.
     Py_ssize_t nvals = vxr::length(valslist);
+    // The key list is taken afresh only when defaults are due; for an exact
+    // dict its length is the dict's, with nothing to run.
+    if ((PyDict_CheckExact(frmtdct) || PyODict_CheckExact(frmtdct)) && nvals >= PyDict_GET_SIZE(frmtdct)) {
+        return vxr::tuple_of({vxr::py_bool(ierr), valsdict.get()});
+    }
     Ref keys = vxr::epc::key_list(st, frmtdct);
     for (Py_ssize_t ii = nvals; ii < PyList_GET_SIZE(keys.get()); ++ii) {
         PyObject* nam = PyList_GET_ITEM(keys.get(), ii);  // the list is ours alone

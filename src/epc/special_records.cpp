@@ -125,8 +125,7 @@ Ref epc_assign_data_values_svd(State& st, PyObject* const* a) {
     vxr::method(vnamlist.get(), st.n.epc_extend, vxr::getitem(vnamsdct, group).get());
     vxr::method(vnamlist.get(), st.n.epc_extend, vxr::getitem(vnamsdct, st.n.epc_end_all).get());
 
-    Ref tmp = vxr::epc::pair_without_separators(st, vnamlist.get(), valslist);
-    return vxr::epc::call_assign_common(st, recgrp, lnumstr, tmp.get(), frmtdct, progress);
+    return vxr::epc::assign_pairs(st, recgrp, lnumstr, vnamlist.get(), valslist, frmtdct, progress);
 }
 
 // ---------------------------------------------------------------------------
@@ -176,8 +175,7 @@ Ref epc_assign_data_values_qtable(State& st, PyObject* const* a) {
         for (size_t k = t; k < t + 3; ++k) vxr::append(vlist2.get(), points[k].get());
     }
 
-    Ref tmp = vxr::epc::pair_without_separators(st, vnamlist, vlist2.get());
-    return vxr::epc::call_assign_common(st, recgrp, lnumstr, tmp.get(), frmtdct, progress);
+    return vxr::epc::assign_pairs(st, recgrp, lnumstr, vnamlist, vlist2.get(), frmtdct, progress);
 }
 
 }  // namespace

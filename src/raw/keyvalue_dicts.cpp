@@ -85,7 +85,7 @@ Ref key_value_pairs_to_dict(State& st, PyObject* const* args) {
             if (!failed) {
                 int is_int = equals_status(vartyp.get(), n.int_);
                 if (is_int > 0) {
-                    converted = Ref::steal(PyNumber_Long(text));
+                    converted = Ref::steal(int_of(text));
                     failed = !converted;
                 } else if (is_int < 0) {
                     failed = true;

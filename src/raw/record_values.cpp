@@ -28,7 +28,7 @@ Ref split_to_values(State& st, PyObject* const* args) {
     if (!first.found_q) {
         PyObject* which_type = nullptr;  // unbound until a conversion fails
         if (equals(frst_type, n.int_, VXR_HERE)) {
-            if (PyObject* v = PyNumber_Long(frst_val.get())) {
+            if (PyObject* v = int_of(frst_val.get())) {
                 frst_val = Ref::steal(v);
             } else {
                 PyErr_Clear();

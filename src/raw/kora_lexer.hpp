@@ -21,6 +21,7 @@
 #include "vxr.hpp"
 
 #include <cstring>
+#include <new>
 #include <vector>
 
 namespace vxr {
@@ -28,11 +29,55 @@ namespace raw {
 
 enum class LexResult { ok, no_closing_quotation, error };
 
+// The items of one line, gathered before their list is made at its final
+// size (appending would grow the list several times).
+class ItemBuffer {
+public:
+    ItemBuffer() = default;
+    ItemBuffer(const ItemBuffer&) = delete;
+    ItemBuffer& operator=(const ItemBuffer&) = delete;
+    ~ItemBuffer() {
+        for (size_t i = 0; i < count_; ++i) Py_DECREF(at(i));
+    }
+    // Takes the reference.
+    bool push(PyObject* item) {
+        if (count_ < kInline) {
+            inline_[count_++] = item;
+            return true;
+        }
+        try {
+            more_.push_back(item);
+        } catch (const std::bad_alloc&) {
+            Py_DECREF(item);
+            PyErr_NoMemory();
+            return false;
+        }
+        ++count_;
+        return true;
+    }
+    // The list of the items, which it now owns; nullptr on error.
+    PyObject* take_list() {
+        PyObject* list = PyList_New(static_cast<Py_ssize_t>(count_));
+        if (list == nullptr) return nullptr;
+        for (size_t i = 0; i < count_; ++i) PyList_SET_ITEM(list, static_cast<Py_ssize_t>(i), at(i));
+        count_ = 0;
+        more_.clear();
+        return list;
+    }
+
+private:
+    static constexpr size_t kInline = 64;
+    PyObject* at(size_t i) const { return i < kInline ? inline_[i] : more_[i - kInline]; }
+    PyObject* inline_[kInline];
+    std::vector<PyObject*> more_;
+    size_t count_ = 0;
+};
+
 template <typename CharT>
 class KoraLexer {
 public:
     // `ascii`: the whole line is ASCII, so items can be made by copying bytes.
-    KoraLexer(const CharT* text, Py_ssize_t size, int kind, bool ascii, PyObject* ifc, PyObject* out)
+    KoraLexer(const CharT* text, Py_ssize_t size, int kind, bool ascii, PyObject* ifc, ItemBuffer& out)
         : t_(text), n_(size), kind_(kind), ascii_(ascii), ifc_(ifc), out_(out) {}
 
     LexResult run() {
@@ -41,8 +86,10 @@ public:
         for (;;) {
             // Between items.
             while (i < n_) {
-                const CharT c = t_[i];
-                if (c == ',') {
+                const unsigned char k = kind_of(t_[i]);
+                if (k == SPACE) {
+                    ++i;
+                } else if (k == COMMA) {
                     Py_ssize_t j = after_blanks(i + 1);
                     if (j < n_ && t_[j] == ',') {
                         if (!emit_ifc()) return LexResult::error;
@@ -50,9 +97,7 @@ public:
                     } else {
                         ++i;
                     }
-                } else if (c == ' ' || c == '\t' || c == '\n' || c == '\r') {
-                    ++i;
-                } else if (c == '#') {
+                } else if (k == HASH) {
                     i = after_line(i + 1);
                 } else {
                     break;
@@ -72,8 +117,21 @@ public:
     }
 
 private:
-    static bool is_separator(CharT c) { return c == ' ' || c == ',' || c == '\t' || c == '\n' || c == '\r'; }
-    static bool is_quote(CharT c) { return c == '\'' || c == '"'; }
+    // Character classes of ASCII; every other character is plain text.
+    enum : unsigned char { TEXT, SPACE, COMMA, HASH, QUOTE };
+    static unsigned char kind_of(CharT c) {
+        static const unsigned char table[128] = {
+            TEXT, TEXT, TEXT, TEXT,  TEXT, TEXT, TEXT, TEXT,  TEXT, SPACE, SPACE, TEXT, TEXT, SPACE, TEXT, TEXT,
+            TEXT, TEXT, TEXT, TEXT,  TEXT, TEXT, TEXT, TEXT,  TEXT, TEXT,  TEXT,  TEXT, TEXT, TEXT,  TEXT, TEXT,
+            SPACE, TEXT, QUOTE, HASH, TEXT, TEXT, TEXT, QUOTE, TEXT, TEXT, TEXT, TEXT, COMMA, TEXT, TEXT, TEXT,
+        };  // the rest of the table is TEXT
+        return c < 128 ? table[c] : static_cast<unsigned char>(TEXT);
+    }
+    static bool is_separator(CharT c) {
+        const unsigned char k = kind_of(c);
+        return k == SPACE || k == COMMA;
+    }
+    static bool is_quote(CharT c) { return kind_of(c) == QUOTE; }
 
     Py_ssize_t after_blanks(Py_ssize_t i) const {
         while (i < n_ && t_[i] == ' ') ++i;
@@ -86,14 +144,12 @@ private:
         return i < n_ ? i + 1 : n_;
     }
 
-    bool emit_ifc() { return PyList_Append(out_, ifc_) == 0; }
-
-    bool emit(PyObject* item) {
-        if (item == nullptr) return false;
-        int status = PyList_Append(out_, item);
-        Py_DECREF(item);
-        return status == 0;
+    bool emit_ifc() {
+        Py_INCREF(ifc_);
+        return out_.push(ifc_);
     }
+
+    bool emit(PyObject* item) { return item != nullptr && out_.push(item); }
 
     PyObject* make(const CharT* p, Py_ssize_t len) const {
         if (ascii_) {
@@ -150,10 +206,15 @@ private:
         Py_ssize_t i = start;
         for (;;) {
             while (i < n_) {
-                const CharT c = t_[i];
-                if (is_separator(c) || c == '#') break;
-                quotes |= is_quote(c);
-                ++i;
+                const unsigned char k = kind_of(t_[i]);
+                if (k == TEXT) {
+                    ++i;
+                } else if (k == QUOTE) {
+                    quotes = true;
+                    ++i;
+                } else {
+                    break;  // a separator or "#"
+                }
             }
             if (i >= n_ || t_[i] != '#') break;
             if (!pieces) {
@@ -181,7 +242,7 @@ private:
     int kind_;
     bool ascii_;
     PyObject* ifc_;
-    PyObject* out_;
+    ItemBuffer& out_;
     std::vector<CharT> buf_;  // item text that loses or gains characters
 };
 

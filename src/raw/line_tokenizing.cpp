@@ -82,7 +82,7 @@ Ref check_eof_blank_line(State& st, PyObject* line) {
 // ---------------------------------------------------------------------------
 
 template <typename CharT>
-LexResult lex(State& st, PyObject* linetxt, Py_ssize_t start, Py_ssize_t end, PyObject* out) {
+LexResult lex(State& st, PyObject* linetxt, Py_ssize_t start, Py_ssize_t end, ItemBuffer& out) {
     const auto* data = static_cast<const CharT*>(PyUnicode_DATA(linetxt));
     KoraLexer<CharT> lexer(data + start, end - start, PyUnicode_KIND(linetxt), PyUnicode_IS_ASCII(linetxt),
                            st.n.ifc, out);
@@ -94,17 +94,17 @@ LexResult lex(State& st, PyObject* linetxt, Py_ssize_t start, Py_ssize_t end, Py
 Ref split_fast(State& st, PyObject* linetxt) {
     Py_ssize_t start, end;
     strip_bounds(linetxt, start, end);
-    Ref out = new_list(0, VXR_HERE);
-    if (start == end) return out;
+    if (start == end) return new_list(0, VXR_HERE);
     const Py_ssize_t stripped_end = end;
     if (PyUnicode_READ_CHAR(linetxt, end - 1) == ',') --end;  // one trailing comma only
     if (start == end) raise(PyExc_IndexError, "string index out of range", VXR_HERE);
 
+    ItemBuffer items;
     LexResult result;
     switch (PyUnicode_KIND(linetxt)) {
-        case PyUnicode_1BYTE_KIND: result = lex<Py_UCS1>(st, linetxt, start, end, out.get()); break;
-        case PyUnicode_2BYTE_KIND: result = lex<Py_UCS2>(st, linetxt, start, end, out.get()); break;
-        default: result = lex<Py_UCS4>(st, linetxt, start, end, out.get()); break;
+        case PyUnicode_1BYTE_KIND: result = lex<Py_UCS1>(st, linetxt, start, end, items); break;
+        case PyUnicode_2BYTE_KIND: result = lex<Py_UCS2>(st, linetxt, start, end, items); break;
+        default: result = lex<Py_UCS4>(st, linetxt, start, end, items); break;
     }
     if (result == LexResult::error) fail(VXR_HERE);
     if (result == LexResult::no_closing_quotation) {
@@ -116,7 +116,7 @@ Ref split_fast(State& st, PyObject* linetxt) {
         PyErr_SetObject(PyExc_Exception, message.get());
         fail(VXR_HERE);
     }
-    return out;
+    return check(items.take_list(), VXR_HERE);
 }
 
 // The documented pipeline, step by step, through the module's `re` and

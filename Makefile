@@ -47,7 +47,7 @@ test-all: deps builddeps
 	  if $$py -c "import setuptools" 2>/dev/null; then pp=; else pp=$(TESTDEPS); fi; \
 	  if ! PYTHONPATH=$$pp VXR_WERROR=1 $$py setup.py -q build_ext --build-lib $$out --build-temp $$out/tmp; then \
 	    summary="$$summary\n  $$v: build failed"; status=1; continue; fi; \
-	  { VXR_MODULE_DIR=$$out PYTHONPATH=$(CURDIR)/standin:$(TESTDEPS) $$py -m pytest -q tests; echo $$? >$$out/rc; } \
+	  { VXR_MODULE_DIR=$$out PYTHONPATH=$(CURDIR)/standin:$(TESTDEPS) $$py -m pytest -q -W "ignore::DeprecationWarning:_pytest.assertion.rewrite" tests; echo $$? >$$out/rc; } \
 	    | tee $$out/pytest.txt; \
 	  [ "$$(cat $$out/rc)" = 0 ] || status=1; \
 	  summary="$$summary\n  $$v: $$(tail -n 1 $$out/pytest.txt)"; \

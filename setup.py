@@ -4,6 +4,7 @@ import os
 
 from setuptools import Extension, setup
 from setuptools.command.build_ext import build_ext
+from setuptools.command.install import install
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 
@@ -29,6 +30,33 @@ class BuildExt(build_ext):
             ext.extra_link_args = os.environ.get("VXR_EXTRA_LDFLAGS", "").split()
         super().build_extensions()
 
+    def run(self):
+        super().run()
+        if not self.inplace:  # in place, the stub is already beside the module
+            self.install_stubs(self.build_lib)
+
+    def install_stubs(self, lib):
+        """The type stub beside the extension module, where editors and
+        pyright look, and in the stub-only package vxrcomn-stubs with its
+        py.typed marker, where mypy looks: a single module cannot carry
+        py.typed, only a package can."""
+        stubs = os.path.join(lib, "vxrcomn-stubs")
+        self.mkpath(stubs)
+        self.copy_file(os.path.join(HERE, "vxrcomn.pyi"), os.path.join(lib, "vxrcomn.pyi"))
+        self.copy_file(os.path.join(HERE, "vxrcomn.pyi"), os.path.join(stubs, "__init__.pyi"))
+        self.copy_file(os.path.join(HERE, "py.typed"), os.path.join(stubs, "py.typed"))
+
+
+class Install(install):
+    """Debian's setuptools, which builds for interpreters without one of
+    their own, asks the install command for two Debian-only options."""
+
+    def initialize_options(self):
+        super().initialize_options()
+        for option in ("install_layout", "prefix_option"):
+            if not hasattr(self, option):
+                setattr(self, option, None)
+
 
 sources = sorted(
     os.path.relpath(p, HERE).replace(os.sep, "/")
@@ -52,6 +80,6 @@ setup(
             language="c++",
         )
     ],
-    cmdclass={"build_ext": BuildExt},
+    cmdclass={"build_ext": BuildExt, "install": Install},
     zip_safe=False,
 )

@@ -1,8 +1,8 @@
 """Reads PSLF EPC files with vxrcomn, the way a VXR conversion tool does.
 
 Each data line is split into its items with
-_get_values_from_data_line_text_pslf, and the items are assigned to the data
-items of the line's record group:
+_get_values_from_data_line_text_pslf, and the items are typed through the
+format dictionary of the line's record group:
 
   - ordinary records with _epc_assign_data_values,
   - generator and load records by position with _pslf_seq_assign_data_values
@@ -11,16 +11,17 @@ items of the line's record group:
   - SVD records with _epc_assign_data_values_svd (their items depend on
     their type) and Q table records with _epc_assign_data_values_qtable.
 
-Every message the module sends through the progress callable is printed;
-each record group ends with its record count.  Records of groups that this
-reader has no items for are counted only.
+The versions are checked first: the PSLF version the file is read as, and
+the KORA version a conversion would write (_check_kora_version).  Each
+record group is announced and closed with its record count; every message
+the module sends is shown and written to a log file; a summary is listed and
+written to a file, and the first bus records are written back as KORA RAW
+bus lines, as the conversion would write them.
 
-    python examples/read_epc.py [-v] [file.epc ...]
+    python examples/read_epc.py [--name=value ...] [FILE.epc ...]
 
-Without a file the bundled samples in examples/samples/ are read; -v prints
-the values of every record.
+Without a file the bundled samples are read; --help lists the options.
 """
-import argparse
 import collections
 import glob
 import io
@@ -28,19 +29,8 @@ import os
 import re
 import sys
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-ROOT = os.path.dirname(HERE)
-try:
-    import winreg  # noqa: F401  vxrcomn binds the registry module, as on Windows
-except ImportError:
-    sys.path.insert(0, os.path.join(ROOT, "standin"))
-try:
-    import vxrcomn as vx
-except ImportError:  # run from a clone with the module built in place
-    sys.path.append(ROOT)
-    import vxrcomn as vx
+from vxrtool import ROOT, SAMPLES, Log, ProgressLine, command_line, print_notices, vx
 
-SAMPLES = os.path.join(HERE, "samples")
 
 # ---------------------------------------------------------------------------
 # Data items of the record groups: name:type, "i" int, "f" float, "s" text.
@@ -142,8 +132,10 @@ class Layouts:
 # Reading
 # ---------------------------------------------------------------------------
 
+
 HEADING = re.compile(r"^\s*([a-z][a-z ]*?)\s+data\s*\[\s*(\d+)\s*\]", re.IGNORECASE)
 TEXT_SECTIONS = ("title", "comments", "solution parameters")
+KORA_BUS_TYPE = {0: 3, 1: 1, 2: 2}  # PSLF swing, load and generator buses; anything else isolated (4)
 
 
 class Group:
@@ -153,17 +145,20 @@ class Group:
 
 
 class Reader:
-    def __init__(self, out=None, verbose=False):
-        self.out = out if out is not None else sys.stdout
-        self.verbose = verbose
+    """One pass over an EPC file.  `progress` receives every message,
+    `announce` (progress when not given) the headings and counts;
+    `ticker(lines, chars)` is called every 16384 lines; the first `keep`
+    typed records of each group are kept in `first_records`."""
+
+    def __init__(self, progress=None, announce=None, ticker=None, keep=3):
+        self.progress = progress if progress is not None else sys.stdout.write
+        self.announce = announce or self.progress
+        self.ticker = ticker
+        self.keep = keep
         self.layouts = Layouts()
         self.groups = []
-        self.messages = 0
-
-    def progress(self, text):
-        """The progress callable handed to the module: prints each message."""
-        self.messages += 1
-        self.out.write(text)
+        self.first_records = collections.defaultdict(list)
+        self.ignored = []  # (group, line number) of every record ignored
 
     def read_file(self, path):
         with open(path, "rb") as f:
@@ -173,8 +168,13 @@ class Reader:
         except UnicodeDecodeError:
             text = data.decode("latin-1")
         group, section, pending = None, None, None
+        chars = 0
         # Lines as a text file gives them: LF, CRLF and CR end a line.
         for lnum, line in enumerate(io.StringIO(text, newline=None), 1):
+            if self.ticker is not None:
+                chars += len(line)
+                if not lnum & 16383:
+                    self.ticker(lnum, chars)
             line = line.rstrip("\n")
             bare = line.strip()
             if bare.startswith("#") and pending is None:
@@ -182,7 +182,7 @@ class Reader:
             heading = HEADING.match(line)
             if heading or bare.lower() == "end" or bare.lower() in TEXT_SECTIONS:
                 if pending is not None:  # a "/" before a heading ends its record
-                    self.record(group, *pending)
+                    self.complete(group, *pending)
                     pending = None
                 if group is not None:
                     self.close(group)
@@ -192,7 +192,8 @@ class Reader:
                 if heading:
                     group = Group(heading.group(1).lower(), int(heading.group(2)))
                     self.groups.append(group)
-                    self.out.write("  %s data [%d]\n" % (group.name, group.declared))
+                    self.announce(" ------------- Reading PSLF record group: %s [%d]\n"
+                                  % (group.name.title(), group.declared))
                 section = None if heading else bare.lower()
                 continue
             if section is not None:
@@ -208,17 +209,34 @@ class Reader:
                 pending = (first, joined.rstrip()[:-1])
                 continue
             pending = None
-            self.record(group, first, joined)
+            self.complete(group, first, joined)
         if pending is not None and group is not None:
-            self.record(group, *pending)
+            self.complete(group, *pending)
         if group is not None:
             self.close(group)
+        return self
+
+    def complete(self, group, lnum, line):
+        """A complete record: read it, and when it was ignored for want of
+        its ":" separator, say what it most likely is."""
+        ignored = len(self.ignored)
+        self.record(group, lnum, line)
+        if (len(self.ignored) > ignored and group.name in TAIL and group.name != "dc bus"
+                and ":" not in vx._split_data_line_text_pslf(line)):
+            self.progress(" %s(Line %d has no ':' separator: most likely the rest of the record before it, whose"
+                          " last line does not end with '/'.)\n" % (vx._PRG_INDENT, lnum))
 
     def close(self, group):
-        note = "" if group.records == group.declared else " (heading says %d)" % group.declared
-        kept = ", %d '!' kept" % group.kept if group.kept else ""
-        self.out.write("     %-18s %4d records: %d read, %d ignored%s%s\n"
-                       % (group.name, group.records, group.read, group.ignored, kept, note))
+        vx._recgrp_name_prgmsg_numrecs(group.read, self.announce)
+        notes = []
+        if group.ignored:
+            notes.append("%d ignored" % group.ignored)
+        if group.kept:
+            notes.append("%d items '!' kept as written" % group.kept)
+        if group.records != group.declared:
+            notes.append("the heading says %d, the group holds %d" % (group.declared, group.records))
+        if notes:
+            self.announce(" %s(%s)\n" % (vx._PRG_INDENT, "; ".join(notes)))
 
     def record(self, group, lnum, line):
         group.records += 1
@@ -231,12 +249,13 @@ class Reader:
             ierr, values = True, None
         if ierr:
             group.ignored += 1
+            self.ignored.append((group.name, lnum))
             return
         group.read += 1
         if values is not None:
             group.kept += sum(1 for v in values.values() if isinstance(v, str) and v.strip() == "!")
-        if self.verbose:
-            self.out.write("       line %s: %s\n" % (lnumstr, dict(values) if values is not None else "-"))
+            if len(self.first_records[group.name]) < self.keep:
+                self.first_records[group.name].append(values)
 
     def assign(self, group, lnumstr, items):
         """(ierr, values) of one record; values None for groups read as items only."""
@@ -246,7 +265,7 @@ class Reader:
             vnamlist, frmtdct = self.layouts.get(name, 3)
             ierr, has_long_id = vx._epc_check_frmt_dc_bus_rec(items, vnamlist, frmtdct, progress)
             if ierr:  # the check's message names no line
-                self.out.write("       (the dc bus record on line %s)\n" % lnumstr)
+                progress(" %s'DC BUS' record specified on line %s ignored.\n" % (vx._PRG_INDENT, lnumstr))
                 return True, None
             vnamlist, frmtdct = self.layouts.get(name, 4 if has_long_id else 3)
             return vx._epc_assign_data_values(name, lnumstr, items, vnamlist, frmtdct, progress)
@@ -265,26 +284,85 @@ class Reader:
         return vx._epc_assign_data_values(name, lnumstr, items, vnamlist, frmtdct, progress)
 
 
-def main(argv=None):
-    parser = argparse.ArgumentParser(description="Read PSLF EPC files with vxrcomn.")
-    parser.add_argument("files", nargs="*", help="EPC files (default: the bundled samples)")
-    parser.add_argument("-v", "--verbose", action="store_true", help="print the values of every record")
-    args = parser.parse_args(argv)
-    files = args.files or sorted(glob.glob(os.path.join(SAMPLES, "*.epc")))
+OPTIONS = {
+    "workdir": os.path.join(ROOT, "build", "demo"),
+    "console": {"value": "all", "allowed": ("all", "summary")},
+    "pslf_vrsn": {"value": vx._LATEST_PSLF_VRSN, "allowed": vx._ALLOWED_PSLF_VRSNS},
+    # A float: "33", "33.0" and 33 all become 33.0, which the version check
+    # takes as 33 (with an integer default, "33.0" would silently be 34).
+    "kora_vrsn": float(vx._LATEST_KORA_VRSN),
+    "buses_written_back": 3,
+}
+USAGE = "usage: python examples/read_epc.py [--name=value ...] [FILE.epc ...]"
+
+
+def kora_bus_line(values):
+    """A PSLF bus record as the KORA RAW bus line a conversion writes."""
+    fields = ["%6d" % values["bus"], vx._get_sized_string(values["name"], 12),
+              vx._convert_float_to_string(values["kv"]), "%d" % KORA_BUS_TYPE.get(values.get("ty"), 4),
+              "%d" % values.get("ar", 1), "%d" % values.get("zone", 1), "%d" % values.get("own", 1),
+              vx._convert_float_to_string(values.get("volt", 1.0)), vx._convert_float_to_string(values.get("angle", 0.0))]
+    return ",".join(fields)
+
+
+def report(reader, path, options, progress):
+    name = os.path.basename(path)
+    progress("\n %s%s%s: read as PSLF version %d for KORA RAW version %d\n"
+             % (vx._PRG_INDENT, vx._get_time_stamp(), name, options.pslf_vrsn, options.kora_vrsn))
+    summary = collections.OrderedDict((g.name, g.read) for g in reader.groups if g.records)
+    summary["records ignored"] = len(reader.ignored)
+    summary["messages"] = getattr(reader.progress, "messages", "-")
+    vx._print_dict("Records read per group", summary, progress)
+    listing = vx._get_file_name(name, suffix="_summary", path=options.workdir)
+    vx._print_dict_to_file("Records read per group in %s" % name, summary, listing)
+    progress(" %sListing written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(listing)[1]))
+    if reader.ignored:
+        vx._progress_message_format_print(" Records ignored (group, line):\n", reader.ignored[:30], "tuple",
+                                          progress=progress)
+    buses = reader.first_records["bus"][:options.buses_written_back]
+    if buses:
+        progress(" %sBus records as KORA RAW version %d bus lines:\n" % (vx._PRG_INDENT, options.kora_vrsn))
+        for values in buses:
+            progress(" %s%s\n" % (vx._PRG_INDENT2, kora_bus_line(values)))
+
+
+def read_file(path, options, console=None):
+    """Reads one file as the tool does, with its log file, progress line and
+    report; returns the reader (None when the file cannot be read)."""
+    name = os.path.basename(path)
+    console = console or sys.stdout
+    log = Log(vx._get_file_name(name, suffix="_read", extn=".log", path=options.workdir), console,
+              quiet=options.console == "summary", title="Reading %s" % path)
+    console.write("\n==== %s\n" % path)
+    try:
+        log.ticker = ProgressLine(console, os.path.getsize(path))
+        reader = Reader(log, log.announce, log.ticker.update).read_file(path)
+        log.ticker.clear()
+        report(reader, path, options, log.announce)
+    except OSError as e:
+        log.announce(" %sCannot read %s: %s\n" % (vx._PRG_INDENT, path, e.strerror))
+        reader = None
+    finally:
+        log.close()
+    console.write(" %sLog written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(log.path)[1]))
+    return reader
+
+
+def main(argv=None, **kwds):
+    files, given = command_line(sys.argv[1:] if argv is None else argv, OPTIONS, USAGE)
+    given.update(kwds)
+    files = files or sorted(glob.glob(os.path.join(SAMPLES, "*.epc")))
+    options = vx._get_arguments_as_attr(OPTIONS, given)  # creates the work folder when missing
+    # The conversion's KORA version: the module falls back to the newest
+    # one, with its notice, when the requested one is not supported.
+    with print_notices(sys.stdout.write):
+        options.kora_vrsn = vx._check_kora_version(options.kora_vrsn)
     status = 0
     for path in files:
-        reader = Reader(verbose=args.verbose)
-        print("Reading %s" % path)
-        try:
-            reader.read_file(path)
-        except OSError as e:
-            print("  cannot read it: %s\n" % e)
+        if read_file(path, options) is None:
             status = 1
-            continue
-        print("  %d records in %d groups: %d read, %d ignored; %d messages\n" % (
-            sum(g.records for g in reader.groups), len(reader.groups), sum(g.read for g in reader.groups),
-            sum(g.ignored for g in reader.groups), reader.messages))
     return status
+
 
 if __name__ == "__main__":
     sys.exit(main())

@@ -1,27 +1,21 @@
-"""Reads a KORA RAW file with vxrcomn, line by line, the way a VXR conversion
-tool reads one: header, then each record group up to its "0" line, until the
-"Q" line.  Reports each group's record count and every message the module
-sends.
+"""Reads KORA RAW files with vxrcomn, line by line, the way a VXR conversion
+tool reads one: the header and its version, then each record group up to
+its "0" line, until the "Q" line.  Every record is typed through its group's
+format dictionary; bad records are reported with the module's messages and
+skipped.  Each group is announced and closed with its record count; a
+summary is listed on the console and written to a file, and every message
+goes to a log file as well.
 
-    python examples/read_raw.py [FILE.raw ...]
+    python examples/read_raw.py [--name=value ...] [FILE.raw ...]
 
-Without a file name it reads the bundled samples.
+Without a file name it reads the bundled samples; --help lists the options.
 """
 import collections
 import glob
 import os
 import sys
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-ROOT = os.path.dirname(HERE)
-try:
-    import winreg  # noqa: F401  (vxrcomn imports it, as on Windows)
-except ImportError:
-    sys.path.insert(0, os.path.join(ROOT, "standin"))
-if ROOT not in sys.path:
-    sys.path.insert(0, ROOT)
-
-import vxrcomn as vx  # noqa: E402
+from vxrtool import ROOT, SAMPLES, Log, ProgressLine, command_line, print_notices, vx
 
 Group = collections.namedtuple("Group", "name first_name first_type shape")
 
@@ -52,11 +46,79 @@ GROUPS = {
 }
 GROUPS[33] = GROUPS[32]
 
-# Format dictionaries of the system-wide key=value records and of ratings.
+
 def fields(*specs):
+    """A format dictionary, as the module's dictionary readers take it:
+    name -> {"defval": default, "type": "int" | "float" | "str"}."""
     return collections.OrderedDict((name, {"defval": default, "type": kind}) for name, default, kind in specs)
 
 
+def layout(text):
+    """A format dictionary from "NAME:t" words, t one of i, f, s, with an
+    optional "=default" (else 0, 0.0 or the empty string)."""
+    kinds = {"i": ("int", int), "f": ("float", float), "s": ("str", str)}
+    specs = []
+    for word in text.split():
+        name, _, rest = word.partition(":")
+        kind, _, default = rest.partition("=")
+        type_word, convert = kinds[kind]
+        specs.append((name, convert(default) if default else convert(), type_word))
+    return fields(*specs)
+
+
+OWNERS = " O1:i=1 F1:f=1 O2:i F2:f O3:i F3:f O4:i F4:f"
+RATES12 = " ".join("RATE%d:f" % k for k in range(1, 13))
+# The first line of each group's records (version 33; 32 files leave the
+# last items out, which then take their defaults).
+FORMATS = {
+    "bus": layout("I:i NAME:s BASKV:f IDE:i=1 AREA:i=1 ZONE:i=1 OWNER:i=1 VM:f=1 VA:f NVHI:f=1.1 NVLO:f=0.9"
+                  " EVHI:f=1.1 EVLO:f=0.9"),
+    "load": layout("I:i ID:s=1 STATUS:i=1 AREA:i ZONE:i PL:f QL:f IP:f IQ:f YP:f YQ:f OWNER:i SCALE:i=1 INTRPT:i"),
+    "fixed shunt": layout("I:i ID:s=1 STATUS:i=1 GL:f BL:f"),
+    "generator": layout("I:i ID:s=1 PG:f QG:f QT:f=9999 QB:f=-9999 VS:f=1 IREG:i MBASE:f=100 ZR:f ZX:f=1 RT:f XT:f"
+                        " GTAP:f=1 STAT:i=1 RMPCT:f=100 PT:f=9999 PB:f=-9999" + OWNERS + " WMOD:i WPF:f=1"),
+    "branch": layout("I:i J:i CKT:s=1 R:f X:f B:f RATEA:f RATEB:f RATEC:f GI:f BI:f GJ:f BJ:f ST:i=1 MET:i=1 LEN:f"
+                     + OWNERS),
+    "transformer": layout("I:i J:i K:i CKT:s=1 CW:i=1 CZ:i=1 CM:i=1 MAG1:f MAG2:f NMETR:i=2 NAME:s STAT:i=1"
+                          + OWNERS + " VECGRP:s"),
+    "area": layout("I:i ISW:i PDES:f PTOL:f=10 ARNAME:s"),
+    "two-terminal dc": layout("NAME:s MDC:i RDC:f SETVL:f VSCHD:f VCMOD:f RCOMP:f DELTI:f METER:s=I DCVMIN:f"
+                              " CCCITMX:i=20 CCCACC:f=1"),
+    "vsc dc line": layout("NAME:s MDC:i=1 RDC:f" + OWNERS),
+    "impedance correction": layout("I:i"),
+    "multi-terminal dc": layout("NAME:s NCONV:i NDCBS:i NDCLN:i MDC:i VCONV:i VCMOD:f VCONVN:i"),
+    "multi-section line": layout("I:i J:i ID:s=&1 MET:i=1 " + " ".join("DUM%d:i" % k for k in range(1, 10))),
+    "zone": layout("I:i ZONAME:s"),
+    "inter-area transfer": layout("ARFROM:i ARTO:i TRID:s=1 PTRAN:f"),
+    "owner": layout("I:i OWNAME:s"),
+    "facts device": layout("NAME:s I:i J:i MODE:i=1 PDES:f QDES:f VSET:f=1 SHMX:f=9999 TRMX:f=9999 VTMN:f=0.9"
+                           " VTMX:f=1.1 VSMX:f=1 IMX:f LINX:f=0.05 RMPCT:f=100 OWNER:i=1 SET1:f SET2:f VSREF:i"
+                           " REMOT:i MNAME:s"),
+    "switched shunt": layout("I:i MODSW:i=1 ADJM:i STAT:i=1 VSWHI:f=1 VSWLO:f=1 SWREM:i RMPCT:f=100 RMIDNT:s BINIT:f "
+                             + " ".join("N%d:i B%d:f" % (k, k) for k in range(1, 9))),
+    "gne device": layout("NAME:s MODEL:s NTERM:i"),
+    "induction machine": layout("I:i ID:s=1 STAT:i=1 SCODE:i=1 DCODE:i=2 AREA:i ZONE:i OWNER:i TCODE:i=1 BCODE:i=1"
+                                " MBASE:f=100 RATEKV:f PCODE:i=1 PSET:f H:f=1 A:f B:f D:f E:f RA:f XA:f XM:f=2.5 R1:f"
+                                " X1:f R2:f X2:f X3:f E1:f=1 SE1:f E2:f=1.2 SE2:f IA1:f IA2:f XAMULT:f=1"),
+    "system switching device": layout("I:i J:i CKT:s=1 X:f=0.0001 " + RATES12 + " STAT:i=1 NSTAT:i=1 MET:i=1"
+                                      " STYPE:i=1 NAME:s"),
+    # Substation blocks, under the field names of the module's echo.
+    "substation": layout("IS:i NAME:s LATI:f LONG:f SGR:f"),
+    "substation node": layout("NI:i NAME:s I:i STAT:i=1 VM:f=1 VA:f"),
+    "substation switching device": layout("NI:i NJ:i ID:s=1 NAME:s SWDTYP:i=1 STAT:i=1 NSTAT:i=1 X:f=0.0001"
+                                          " RATE1:f RATE2:f RATE3:f"),
+    "substation terminal": layout("I:i NI:i TERTYP:s"),
+}
+# What version 34 changed.
+FORMATS_34 = dict(FORMATS)
+FORMATS_34["load"] = layout("I:i ID:s=1 STATUS:i=1 AREA:i ZONE:i PL:f QL:f IP:f IQ:f YP:f YQ:f OWNER:i SCALE:i=1"
+                            " INTRPT:i DGENP:f DGENQ:f DGENM:i LOADTYPE:s")
+FORMATS_34["branch"] = layout("I:i J:i CKT:s=1 R:f X:f B:f NAME:s " + RATES12 + " GI:f BI:f GJ:f BJ:f ST:i=1"
+                              " MET:i=1 LEN:f" + OWNERS)
+FORMATS_34["transformer"] = layout("I:i J:i K:i CKT:s=1 CW:i=1 CZ:i=1 CM:i=1 MAG1:f MAG2:f NMETR:i=2 NAME:s STAT:i=1"
+                                   + OWNERS + " VECGRP:s ZCOD:i")
+
+# Format dictionaries of the system-wide key=value records and of ratings.
 SYSTEM_FORMATS = {
     "GENERAL": fields(("THRSHZ", 0.0001, "float"), ("PQBRAK", 0.7, "float"), ("BLOWUP", 5.0, "float")),
     "GAUSS": fields(("ITMX", 100, "int"), ("ACCP", 1.6, "float"), ("ACCQ", 1.6, "float"), ("ACCM", 1.0, "float"),
@@ -72,26 +134,85 @@ SYSTEM_FORMATS = {
 RATING_FORMAT = fields(("NUM", 0, "int"), ("NAME", "", "str"), ("DESC", "", "str"))
 
 
-class RawReader:
-    """One pass over a RAW file; `progress` receives every message."""
+class Typer:
+    """A format dictionary made ready for millions of records: converters
+    and defaults in item order."""
+    CONVERT = {"int": int, "float": float}
 
-    def __init__(self, path, progress):
+    def __init__(self, recgrp, frmt_dict):
+        self.recgrp = recgrp.title()
+        self.names = list(frmt_dict)
+        self.steps = [(self.CONVERT.get(d["type"], str), d["defval"]) for d in frmt_dict.values()]
+        self.defaults = [d["defval"] for d in frmt_dict.values()]
+        self.types = [d["type"] for d in frmt_dict.values()]
+
+    def __call__(self, vlist, line, progress):
+        """The record as a dictionary, or None after a message in the
+        module's words.  "_ifc" (an empty item) and missing items take the
+        default; items beyond the format are left out."""
+        try:
+            values = [default if item == "_ifc" else convert(item) for (convert, default), item in zip(self.steps, vlist)]
+        except ValueError:
+            # Some writers put integers as 1.0: taken, as any whole number.
+            values = []
+            for name, kind, (convert, default), item in zip(self.names, self.types, self.steps, vlist):
+                try:
+                    values.append(default if item == "_ifc" else convert(item))
+                except ValueError:
+                    number = float(item) if kind == "int" and is_number(item) else None
+                    if number is None or not number.is_integer():
+                        progress(" %sError - Reading '%s', %s=%s, %s value required, record ignored.\n %s%s"
+                                 % (vx._PRG_INDENT, self.recgrp, name, item, "integer" if kind == "int" else kind,
+                                    vx._PRG_INDENT2, line))
+                        return None
+                    values.append(int(number))
+        if len(values) < len(self.names):
+            values += self.defaults[len(values):]
+        return dict(zip(self.names, values))
+
+
+class RawReader:
+    """One pass over a RAW file.  `progress` receives every message;
+    `announce` (progress when not given) the group headings and counts;
+    `ticker(lines, chars)` is called every 16384 lines."""
+
+    KEEP = 3  # records kept per group for the report
+
+    def __init__(self, path, progress, announce=None, ticker=None):
         self.path = path
         self.progress = progress
+        self.announce = announce or progress
+        self.ticker = ticker
         self.counts = collections.OrderedDict()
         self.version = None
+        self.layout = None
         self.system = collections.OrderedDict()
         self.ratings = collections.OrderedDict()
         self.substations = collections.OrderedDict()
-        self.first_records = collections.defaultdict(list)  # a few item lists per group
+        self.first_records = collections.defaultdict(list)  # a few typed records per group
+        self.totals = collections.Counter()
+        self.ignored = []  # (group, line number) of every record ignored
         self.end = "eof"
+        self.lnum = self.chars = 0
+        self.pushed = None
 
     # -- lines ---------------------------------------------------------------
+    def raw_line(self):
+        line = next(self.lines, "")
+        self.lnum += 1
+        self.chars += len(line)
+        if self.ticker is not None and not self.lnum & 16383:
+            self.ticker(self.lnum, self.chars)
+        return line
+
     def next_line(self):
         """The next line that is neither blank nor a comment, or None at the
         end of the file."""
+        if self.pushed is not None:
+            line, self.pushed = self.pushed, None
+            return line
         while True:
-            line = self.file.readline()
+            line = self.raw_line()
             eof, blank = vx._check_eof_blank_line_kora(line)
             if eof:
                 return None
@@ -99,14 +220,22 @@ class RawReader:
                 return line
 
     def read(self):
-        with open(self.path, encoding="latin-1") as self.file:
+        with open(self.path, encoding="latin-1") as f:
+            self.lines = iter(f)
             self.read_header()
-            groups = GROUPS[self.version]
+            groups = GROUPS[self.layout]
+            self.formats = FORMATS_34 if self.layout == 34 else FORMATS
+            self.typers = {name: Typer(name, frmt) for name, frmt in self.formats.items()}
             for number in range(10 ** 6):
                 spec = groups[number] if number < len(groups) else group("group %d" % (number + 1))
                 self.end = self.read_group(spec)
                 if self.end != "0":
                     break
+            if self.end == "Q":
+                after = sum(1 for line in self.lines if line.strip())
+                if after:
+                    self.progress(" %s%d more line%s after the Q line, which ends the data, not read.\n"
+                                  % (vx._PRG_INDENT, after, "s" * (after > 1)))
         return self
 
     def read_header(self):
@@ -115,8 +244,18 @@ class RawReader:
         self.stated_version = int(items[2]) if len(items) > 2 and items[2].isdigit() else None
         # A version the module does not support is read as the newest one,
         # with the module's notice.
-        self.version = vx._check_kora_version(self.stated_version)
-        self.titles = [self.file.readline().rstrip("\n"), self.file.readline().rstrip("\n")]
+        with print_notices(self.progress):
+            self.version = vx._check_kora_version(self.stated_version)
+        self.titles = [self.raw_line().rstrip("\n"), self.raw_line().rstrip("\n")]
+        self.layout = self.version
+        if self.version == 34 and self.stated_version != 34:
+            # Without a stated version 34 the file may still be laid out as
+            # 33: then its first record is a bus record, not system-wide data.
+            self.pushed = self.next_line()
+            if self.pushed is not None and first_item_is_a_bus(self.pushed):
+                self.layout = 33
+                self.progress(" %sNo system-wide data: the first record is a bus record, so the file is read with"
+                              " the record groups of version 33.\n" % vx._PRG_INDENT)
 
     # -- groups --------------------------------------------------------------
     def read_group(self, spec):
@@ -127,12 +266,12 @@ class RawReader:
         while True:
             line = self.next_line()
             if not announced and line is not None and not is_data_end(line):
-                vx._recgrp_name_prgmsg(spec.name, self.progress)  # not for a group the data ends before
+                vx._recgrp_name_prgmsg(spec.name, self.announce)  # not for a group the data ends before
                 announced = True
             end = "eof" if line is None else self.system_record(line) if spec.shape == "system" else self.record(spec, line)
             if end is not None:
                 if announced:
-                    vx._recgrp_name_prgmsg_numrecs(count, self.progress)
+                    vx._recgrp_name_prgmsg_numrecs(count, self.announce)
                     self.counts[spec.name] = count
                 return end
             count += self.last_ok
@@ -144,7 +283,7 @@ class RawReader:
             found_q, error, first, vlist = vx._split_txtline_to_values_kora(
                 recgrp, line, first_name, first_type, self.progress)
         except Exception as e:  # a line the tokenizer cannot read, e.g. an unclosed quote
-            self.progress(" %s%s, record ignored.\n" % (vx._PRG_INDENT, e))
+            self.progress(" %sError - Reading '%s', %s, record ignored.\n" % (vx._PRG_INDENT, recgrp.title(), e))
             return None, None
         if found_q:
             return "Q", vlist
@@ -156,40 +295,69 @@ class RawReader:
 
     def record(self, spec, line):
         self.last_ok = 0
+        first_lnum = self.lnum
         end, vlist = self.split_first(spec.name, line, spec.first_name, spec.first_type)
-        if end is not None or vlist is None:
+        if end is not None:
             return end
-        if len(self.first_records[spec.name]) < 3:
-            self.first_records[spec.name].append(vlist)
+        rec = None if vlist is None else self.typers[spec.name](vlist, line, self.progress)
+        if rec is None:
+            self.ignored.append((spec.name, first_lnum))
+            more = {"three": 2, "transformer": 3}.get(spec.shape, 0)  # two windings, if it cannot be told
+            if more:
+                self.progress(" %sThe %d lines that follow it belong to the same record and are skipped with it.\n"
+                              % (vx._PRG_INDENT, more))
+                self.continuation(more)
+            return None
         if spec.shape == "three":
-            self.continuation(2)
+            rec["lines"] = self.continuation(2)
         elif spec.shape == "transformer":
-            three_windings = len(vlist) > 2 and vlist[2].strip() not in ("0", "_ifc")
-            self.continuation(4 if three_windings else 3)
+            rec["lines"] = self.continuation(4 if rec["K"] != 0 else 3)
         elif spec.shape == "mtdc":
-            self.continuation(sum(int(v) for v in vlist[1:4]))
+            rec["lines"] = self.continuation(rec["NCONV"] + rec["NDCBS"] + rec["NDCLN"])
         elif spec.shape == "zcorr":
-            self.correction_table(vlist[1:])
+            rec["rows"] = self.correction_table(vlist[1:])
         elif spec.shape == "substation":
-            self.substation_block(vlist)
+            if not self.substation_block(rec):
+                return None
+        self.tally(spec.name, rec)
         self.last_ok = 1
         return None
 
+    def tally(self, name, rec):
+        if len(self.first_records[name]) < self.KEEP:
+            self.first_records[name].append(rec)
+        if name == "load" and rec["STATUS"] == 1:
+            self.totals["load MW"] += rec["PL"]
+            self.totals["load Mvar"] += rec["QL"]
+        elif name == "generator" and rec["STAT"] == 1:
+            self.totals["generation MW"] += rec["PG"]
+            self.totals["generation Mvar"] += rec["QG"]
+
     def continuation(self, lines):
+        """The item lists of a record's further lines."""
+        vlists = []
         for _ in range(lines):
             line = self.next_line()
-            if line is not None:
-                vx._split_textline_kora(line)
+            if line is None:
+                break
+            try:
+                vlists.append(vx._split_textline_kora(line))
+            except Exception as e:
+                self.progress(" %sError - Reading line %d, %s; its items are left out.\n" % (vx._PRG_INDENT, self.lnum, e))
+        return vlists
 
     def correction_table(self, first_row):
         endtbl, values = vx._check_zcorec_table_kora(first_row)
+        rows = [values]
         while not endtbl:
             line = self.next_line()
             if line is None:
-                return
+                break
             endtbl, values = vx._check_zcorec_table_kora(vx._split_textline_kora(line))
             if not values:  # a row that is not all numbers ends nothing; stop here
-                return
+                break
+            rows.append(values)
+        return rows
 
     def system_record(self, line):
         self.last_ok = 0
@@ -197,6 +365,7 @@ class RawReader:
         if found_q:
             return "Q"
         if error:
+            self.ignored.append(("system-wide", self.lnum))
             return None
         if first == 0:
             return "0"
@@ -205,6 +374,7 @@ class RawReader:
             number, rating = vx._list_of_ratings_items_to_dict_kora("rating", vlist[1:], RATING_FORMAT, line,
                                                                       self.progress)
             if number is None:
+                self.ignored.append(("rating", self.lnum))
                 return None
             self.ratings[number] = rating
         elif word in SYSTEM_FORMATS:
@@ -212,30 +382,55 @@ class RawReader:
             self.system[word] = vx._list_of_key_value_pairs_to_dict_kora(pairs, SYSTEM_FORMATS[word])
         else:
             self.progress(" %sUnknown system-wide record '%s' ignored.\n" % (vx._PRG_INDENT, first))
+            self.ignored.append(("system-wide", self.lnum))
             return None
         self.last_ok = 1
         return None
 
-    def substation_block(self, vlist):
-        """The substation record in vlist, then its node, switching device
-        and terminal sub-groups, each ended by its "0" line."""
-        number = int(vlist[0])
+    def substation_block(self, rec):
+        """The substation record, then its node, switching device and
+        terminal sub-groups, each ended by its "0" line: stored as the
+        module's echo takes them."""
         block = collections.OrderedDict()
-        block["id"] = {"IS": number, "NAME": vlist[1], "LATI": float(vlist[2]), "LONG": float(vlist[3]),
-                       "SGR": float(vlist[4])}
+        block["id"] = rec
         block["node"], block["swd"], block["term"] = [], [], []
         for kind, recgrp in (("node", "substation node"), ("swd", "substation switching device"),
                              ("term", "substation terminal")):
             while True:
                 line = self.next_line()
                 if line is None:
-                    break
+                    return False
                 end, items = self.split_first(recgrp, line, "I" if kind == "term" else "NI")
+                if end == "Q":
+                    self.pushed = line  # the data end closes the substation group too
+                    return False
                 if end is not None:
                     break
-                if items is not None:
-                    block[kind].append(substation_record(kind, items))
-        self.substations[number] = block
+                sub = None if items is None else self.typers[recgrp](items, line, self.progress)
+                if sub is None:
+                    self.ignored.append((recgrp, self.lnum))
+                    continue
+                if kind == "term":
+                    sub.update(terminal_rest(sub["TERTYP"], items))
+                block[kind].append(sub)
+        self.substations[rec["IS"]] = block
+        return True
+
+
+def is_number(text):
+    try:
+        float(text)
+        return True
+    except ValueError:
+        return False
+
+
+def first_item_is_a_bus(line):
+    try:
+        first = vx._split_txtline_to_values_kora_no_check(line)[1]
+    except Exception:
+        return False
+    return first != 0 and str(first).strip().lstrip("-").isdigit()
 
 
 def is_data_end(line):
@@ -246,35 +441,36 @@ def is_data_end(line):
         return False
 
 
-def substation_record(kind, v):
-    if kind == "node":
-        return {"NI": int(v[0]), "NAME": v[1], "I": int(v[2]), "STAT": int(v[3])}
-    if kind == "swd":
-        return {"NI": int(v[0]), "NJ": int(v[1]), "ID": v[2], "NAME": v[3], "SWDTYP": int(v[4]), "STAT": int(v[5]),
-                "NSTAT": int(v[6]), "X": float(v[7]), "RATE1": float(v[8]), "RATE2": float(v[9]),
-                "RATE3": float(v[10])}
-    record = {"I": int(v[0]), "NI": int(v[1]), "TERTYP": v[2], "ID": v[-1]}
-    if v[2] in ("2", "3"):
-        record["J"] = int(v[3])
-    if v[2] == "3":
-        record["K"] = int(v[4])
-    return record
+def terminal_rest(tertyp, items):
+    """A terminal's further items: the other buses of branches ("2") and
+    three-winding transformers ("3"), then the identifier."""
+    kind = vx._get_unwrapped_string(tertyp)
+    rest = {"ID": items[-1]} if kind != "S" else {}
+    if kind in ("2", "3"):
+        rest["J"] = int(items[3])
+    if kind == "3":
+        rest["K"] = int(items[4])
+    return rest
 
 
 OPTIONS = {
     "workdir": os.path.join(ROOT, "build", "demo"),
     "listing": {"value": "console", "allowed": ("console", "none")},
+    "console": {"value": "all", "allowed": ("all", "summary")},
     "buses_written_back": 3,
 }
+USAGE = "usage: python examples/read_raw.py [--name=value ...] [FILE.raw ...]"
 
 
-def write_back(reader, progress):
-    """A few bus records written back as RAW field text."""
+def write_back(reader, progress, count=3):
+    """The first bus records written back as RAW field text."""
+    buses = reader.first_records["bus"][:count]
+    if not buses:
+        return
     progress(" %sBus records written back:\n" % vx._PRG_INDENT)
-    for items in reader.first_records["bus"]:
-        number, name, basekv, kind = items[:4]
-        fields = ["%6d" % int(number), vx._get_sized_string(name, 12), vx._convert_float_to_string(float(basekv)),
-                  kind]
+    for bus in buses:
+        fields = ["%6d" % bus["I"], vx._get_sized_string(bus["NAME"], 12), vx._convert_float_to_string(bus["BASKV"]),
+                  "%d" % bus["IDE"]]
         progress(" %s%s\n" % (vx._PRG_INDENT2, ",".join(fields)))
 
 
@@ -283,32 +479,61 @@ def report(reader, options, progress):
     progress("\n %s%s%s: KORA RAW version %s (stated %s)\n"
              % (vx._PRG_INDENT, vx._get_time_stamp(), name, reader.version, reader.stated_version))
     summary = collections.OrderedDict((group, count) for group, count in reader.counts.items() if count)
+    for what, total in sorted(reader.totals.items()):
+        summary[what] = "%.1f" % total
+    summary["records ignored"] = len(reader.ignored)
     summary["data ended by"] = {"Q": "the Q line", "0": "the last group", "eof": "the end of the file"}[reader.end]
     if options.listing == "console":
         vx._print_dict("Records read per group", summary, progress)
     listing = vx._get_file_name(name, suffix="_summary", path=options.workdir)
     vx._print_dict_to_file("Records read per group in %s" % name, summary, listing)
     progress(" %sListing written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(listing)[1]))
-    generators = [int(items[0]) for items in reader.first_records["generator"]]
+    if reader.ignored:
+        vx._progress_message_format_print(" Records ignored (group, line):\n", reader.ignored[:30], "tuple",
+                                          progress=progress)
+    generators = [rec["I"] for rec in reader.first_records["generator"]]
     if generators:
         vx._progress_message_format_print(" First generator buses:\n", generators, "int", fmtsz=vx._LEN_BUSNUM,
                                           progress=progress)
     if reader.substations:
         progress(" %sSubstation blocks as stored:" % vx._PRG_INDENT)
         vx._print_kora_substation_block_data_as_stored(reader.substations, progress)
-    write_back(reader, progress)
+    write_back(reader, progress, options.buses_written_back)
+
+
+def read_file(path, options, console=None):
+    """Reads one file as the tool does, with its log file, progress line and
+    report; returns the reader (None when the file cannot be opened)."""
+    name = os.path.basename(path)
+    console = console or sys.stdout
+    log = Log(vx._get_file_name(name, suffix="_read", extn=".log", path=options.workdir), console,
+              quiet=options.console == "summary", title="Reading %s" % path)
+    console.write("\n==== %s\n" % path)
+    try:
+        log.ticker = ProgressLine(console, os.path.getsize(path))
+        reader = RawReader(path, log, log.announce, log.ticker.update).read()
+        log.ticker.clear()
+        report(reader, options, log.announce)
+    except OSError as e:
+        log.announce(" %sCannot read %s: %s\n" % (vx._PRG_INDENT, path, e.strerror))
+        reader = None
+    finally:
+        log.close()
+    console.write(" %sLog written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(log.path)[1]))
+    return reader
 
 
 def main(argv=None, **kwds):
-    paths = list(argv if argv is not None else sys.argv[1:])
+    paths, given = command_line(sys.argv[1:] if argv is None else argv, OPTIONS, USAGE)
+    given.update(kwds)
     if not paths:
-        paths = sorted(glob.glob(os.path.join(HERE, "samples", "*.raw")))
-    options = vx._get_arguments_as_attr(OPTIONS, kwds)  # creates the work folder when missing
+        paths = sorted(glob.glob(os.path.join(SAMPLES, "*.raw")))
+    options = vx._get_arguments_as_attr(OPTIONS, given)  # creates the work folder when missing
+    status = 0
     for path in paths:
-        sys.stdout.write("\n==== %s\n" % path)
-        reader = RawReader(path, sys.stdout.write).read()
-        report(reader, options, sys.stdout.write)
-    return 0
+        if read_file(path, options) is None:
+            status = 1
+    return status
 
 
 if __name__ == "__main__":

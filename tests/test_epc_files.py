@@ -21,13 +21,13 @@ def test_real_files(vx, path):
     assert lines
     for line in lines:
         assert outcome(vx, line) == outcome(vx, line, generic=True), line
-    reader = read_epc.Reader(out=io.StringIO())
+    reader = read_epc.Reader(progress=io.StringIO().write)
     reader.read_file(path)
     assert reader.groups and sum(g.read for g in reader.groups) > 0
 
 
-def test_reader_on_the_bundled_samples(capsys):
-    assert read_epc.main([]) == 0
+def test_reader_on_the_bundled_samples(capsys, tmp_path):
+    assert read_epc.main(["--workdir=%s" % tmp_path]) == 0
     out = capsys.readouterr().out
     for text in [
         "uneven number (1) of double quotes found.\n     'BUS' record specified on line 51 ignored.",
@@ -35,9 +35,10 @@ def test_reader_on_the_bundled_samples(capsys):
         "Float Data item 'mw' not specified correctly. Input specified= 12.5.0\n     'LOAD' record specified",
         "SVD type found is 'S'.", "SVD type found is '9'.",
         "Found semicolon on data record at position 2", "No semicolon found on data record.",
-        "generator             5 records: 5 read, 0 ignored, 2 '!' kept",
-        "qtable                3 records: 3 read, 0 ignored",
-        "115 records in 18 groups: 108 read, 7 ignored; 7 messages",
-        "24 records in 11 groups: 24 read, 0 ignored; 0 messages",
+        " ------------- Reading PSLF record group: Generator [5]\n      5 records\n"
+        "      (2 items '!' kept as written)\n",
+        " ------------- Reading PSLF record group: Qtable [3]\n      3 records\n",
+        "         records ignored : 7\n         messages        : 9\n",
+        "         records ignored : 0\n         messages        : 0\n",
     ]:
         assert text in out

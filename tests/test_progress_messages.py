@@ -56,7 +56,7 @@ def test_heading_only_when_not_full(vx, progress, capsys):
 @pytest.mark.parametrize("args, error, message", [
     (("H", [1], "int"), ValueError, "Invalid format specifier"),      # fmtsz None
     ((5, [1], "int", True, 3), TypeError, "can only concatenate str"),
-    (("H", [], "tuple"), ValueError, "max\\(\\) arg is an empty sequence"),
+    (("H", [], "tuple"), ValueError, "max\\(\\) (arg is an empty sequence|iterable argument is empty)"),
     (("H", [1], "tuple"), TypeError, "'int' object is not iterable"),
     (("H", ["x"], "int", True, 3), ValueError, "Unknown format code 'd'"),
     (("H", [1], "int", True, 3, lambda text: 1 / 0), ZeroDivisionError, "division"),

@@ -1,0 +1,116 @@
+"""What the two example readers share, as a VXR conversion tool has it: the
+module on the path, options from the command line through
+_get_arguments_as_attr, a log file that receives every message, and a
+progress line on a terminal."""
+import contextlib
+import io
+import os
+import sys
+import time
+
+HERE = os.path.dirname(os.path.abspath(__file__))
+ROOT = os.path.dirname(HERE)
+SAMPLES = os.path.join(HERE, "samples")
+try:
+    import winreg  # noqa: F401  (vxrcomn imports it, as on Windows)
+except ImportError:
+    sys.path.insert(0, os.path.join(ROOT, "standin"))
+try:
+    import vxrcomn as vx
+except ImportError:  # run from a clone with the module built in place
+    sys.path.insert(0, ROOT)
+    import vxrcomn as vx
+
+
+def command_line(argv, options, usage):
+    """(files, kwds) from "--name=value" arguments and file names.  Values
+    stay text: _get_arguments_as_attr brings them to the type of each
+    default (a bad one silently keeps the default)."""
+    files, kwds = [], {}
+    for arg in argv:
+        if arg in ("-h", "--help"):
+            sys.stdout.write(usage + "\nOptions (--name=value) and their defaults:\n")
+            for name, declared in options.items():
+                value = declared["value"] if type(declared) is dict else declared
+                allowed = " (one of %s)" % ", ".join(map(str, declared["allowed"])) if type(declared) is dict else ""
+                sys.stdout.write("  --%s=%s%s\n" % (name, value, allowed))
+            raise SystemExit(0)
+        if arg.startswith("--"):
+            name, _, value = arg[2:].partition("=")
+            name = name.replace("-", "_")
+            if name not in options:
+                sys.stderr.write("unknown option --%s ignored\n" % name)
+            kwds[name] = value
+        else:
+            files.append(arg)
+    return files, kwds
+
+
+def print_notices(progress):
+    """A context in which what the module prints (the version notice of
+    _check_kora_version) goes through progress instead."""
+    class Redirect(io.TextIOBase):
+        def write(self, text):
+            progress(text)
+            return len(text)
+    return contextlib.redirect_stdout(Redirect())
+
+
+class ProgressLine:
+    """'reading line N (P%)' rewritten in place, only when the stream is a
+    terminal, and at most five times a second."""
+
+    def __init__(self, stream, total_chars):
+        self.stream = stream
+        self.total = max(total_chars, 1)
+        self.enabled = stream.isatty()
+        self.shown = False
+        self.last = 0.0
+
+    def update(self, lines, chars):
+        now = time.monotonic()
+        if not self.enabled or now - self.last < 0.2:
+            return
+        self.last = now
+        self.stream.write("\r%sreading line %d (%d%%)" % (vx._PRG_INDENT, lines, min(100, 100 * chars // self.total)))
+        self.stream.flush()
+        self.shown = True
+
+    def clear(self):
+        if self.shown:
+            self.stream.write("\r" + " " * 50 + "\r")
+            self.shown = False
+
+
+class Log:
+    """The progress callable of one reading: every message goes to the log
+    file; to the console too, unless only the summary is wanted there.
+    `announce` takes headings, counts and the summary: those always show."""
+
+    def __init__(self, path, console, quiet=False, title=""):
+        self.path = path
+        self.file = open(path, "w", encoding="utf-8")
+        self.console = console
+        self.quiet = quiet
+        self.messages = 0
+        self.ticker = None
+        self.file.write(" %s%s%s\n" % (vx._PRG_INDENT, vx._get_time_stamp(), title))
+
+    def __call__(self, text):
+        self.messages += 1
+        self.file.write(text)
+        if not self.quiet:
+            self.show(text)
+
+    def announce(self, text):
+        self.file.write(text)
+        self.show(text)
+
+    def show(self, text):
+        if self.ticker is not None:
+            self.ticker.clear()
+        self.console.write(text)
+
+    def close(self):
+        self.file.write(" %s%s%d messages\n" % (vx._PRG_INDENT, vx._get_time_stamp(), self.messages))
+        self.file.close()

@@ -1,6 +1,5 @@
 """The echo of stored substation blocks, record by record through progress."""
 import collections
-import sys
 
 import pytest
 
@@ -53,22 +52,28 @@ class TwiceKeyed:
         return 1
 
 
-@pytest.mark.parametrize("record", [
-    None, [("IS", 7)], 5,
-    # From 3.12 the interpreter hands over a raised KeyError as an instance,
-    # not as its argument tuple, and the module's rewording to "got multiple
-    # values" no longer applies: the KeyError itself comes out.
-    pytest.param(TwiceKeyed(), marks=pytest.mark.xfail(
-        sys.version_info >= (3, 12), strict=True, reason="repeated key raises KeyError from 3.12 on")),
-    dict(ID, IS=7.0), dict(ID, NAME=5), {"IS": 1},
+ID_TEXT = "{IS:d}, {NAME:s}, {LATI:g}, {LONG:g}, {SGR:g}\n"
+
+
+@pytest.mark.parametrize("record, error, message", [
+    (None, TypeError, "argument after ** must be a mapping, not NoneType"),
+    (5, TypeError, "'int' object is not iterable"),                 # what dict(5) says
+    (TwiceKeyed(), KeyError, "'NAME'"),                           # dict() keeps one IS
+    (dict(ID, IS=7.0), ValueError, "Unknown format code 'd' for object of type 'float'"),
+    (dict(ID, NAME=5), ValueError, "Unknown format code 's' for object of type 'int'"),
+    ({"IS": 1}, KeyError, "'NAME'"),
 ])
-def test_record_errors_are_those_of_the_interpreters_format(vx, progress, record):
-    with pytest.raises(Exception) as expected:
-        "{IS:d}, {NAME:s}, {LATI:g}, {LONG:g}, {SGR:g}\n".format(**record)
-    with pytest.raises(expected.type) as info:
+def test_record_errors(vx, progress, record, error, message):
+    with pytest.raises(error) as info:
         vx._print_kora_substation_block_data_as_stored({1: {"id": record}}, progress)
-    assert str(info.value) == str(expected.value)
+    assert type(info.value) is error and str(info.value) == message
     assert progress.messages == ["\n"]   # lines already given stay given
+
+
+def test_record_that_is_not_a_dict_is_made_one_by_dict(vx, progress):
+    pairs = [(k, v) for k, v in ID.items()] + [("IS", 7)]
+    vx._print_kora_substation_block_data_as_stored({1: {"id": pairs}}, progress)
+    assert progress.messages == ["\n", ID_TEXT.format(**dict(pairs))]
 
 
 @pytest.mark.parametrize("blocks, error", [

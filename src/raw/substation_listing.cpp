@@ -9,83 +9,13 @@ namespace {
 // template.format(**mapping)
 // ---------------------------------------------------------------------------
 
-// How the interpreter names a callable in its call errors: "str.format()".
-Ref function_text(State& st, PyObject* func) {
-    PyObject* qualname = PyObject_GetAttr(func, st.n.dunder_qualname);
-    if (qualname == nullptr) {
-        if (!PyErr_ExceptionMatches(PyExc_AttributeError)) fail();
-        PyErr_Clear();
-        return str(func);
-    }
-    Ref owned_qualname = Ref::steal(qualname);
-    PyObject* module = PyObject_GetAttr(func, st.n.dunder_module);
-    if (module == nullptr) {
-        if (!PyErr_ExceptionMatches(PyExc_AttributeError)) fail();
-        PyErr_Clear();
-    }
-    Ref owned_module = Ref::steal(module);
-    if (module != nullptr && module != Py_None &&
-        !(PyUnicode_Check(module) && PyUnicode_Compare(module, st.n.ss_builtins) == 0)) {
-        return check(PyUnicode_FromFormat("%S.%S()", module, qualname));
-    }
-    return check(PyUnicode_FromFormat("%S()", qualname));
-}
-
-// The new dictionary that `**mapping` makes: a dict (iterated as a dict) is
-// copied; any other object is read through keys() and [], and a key that
-// comes twice is an error.
-int merge_keywords(PyObject* target, PyObject* mapping) {
-    if (PyDict_Check(mapping) && Py_TYPE(mapping)->tp_iter == PyDict_Type.tp_iter) {
-        return PyDict_Merge(target, mapping, 1);  // the target is empty: no key repeats
-    }
-    Ref keys = Ref::steal(PyMapping_Keys(mapping));
-    if (!keys) return -1;
-    Ref it = Ref::steal(PyObject_GetIter(keys.get()));
-    if (!it) return -1;
-    while (PyObject* raw_key = PyIter_Next(it.get())) {
-        Ref key = Ref::steal(raw_key);
-        int seen = PyDict_Contains(target, key.get());
-        if (seen != 0) {
-            if (seen > 0) {
-                Ref args = Ref::steal(PyTuple_Pack(1, key.get()));
-                if (args) PyErr_SetObject(PyExc_KeyError, args.get());
-            }
-            return -1;
-        }
-        Ref value = Ref::steal(PyObject_GetItem(mapping, key.get()));
-        if (!value || PyDict_SetItem(target, key.get(), value.get()) < 0) return -1;
-    }
-    return PyErr_Occurred() ? -1 : 0;
-}
-
-// The interpreter's rewording of a failed `**` merge.
-void keywords_error(State& st, PyObject* func, PyObject* mapping) {
-    if (PyErr_ExceptionMatches(PyExc_AttributeError)) {
-        PyErr_Clear();
-        Ref name = function_text(st, func);
-        PyErr_Format(PyExc_TypeError, "%U argument after ** must be a mapping, not %.200s", name.get(),
-                     Py_TYPE(mapping)->tp_name);
-    } else if (PyErr_ExceptionMatches(PyExc_KeyError)) {
-        PyObject *type, *value, *tb;
-        PyErr_Fetch(&type, &value, &tb);
-        if (value != nullptr && PyTuple_Check(value) && PyTuple_GET_SIZE(value) == 1) {
-            Ref owned_type = Ref::steal(type), owned_value = Ref::steal(value), owned_tb = Ref::steal(tb);
-            Ref name = function_text(st, func);
-            PyErr_Format(PyExc_TypeError, "%U got multiple values for keyword argument '%S'", name.get(),
-                         PyTuple_GET_ITEM(value, 0));
-        } else {
-            PyErr_Restore(type, value, tb);
-        }
-    }
-}
-
+// A record given as None is refused with the message the tools have always
+// seen; anything else that is not a dict is first made one by dict().
 Ref format_mapping(State& st, PyObject* templ, PyObject* mapping) {
     Ref func = getattr(templ, st.n.format);
-    Ref kwargs = new_dict();
-    if (merge_keywords(kwargs.get(), mapping) < 0) {
-        keywords_error(st, func.get(), mapping);
-        fail();
-    }
+    if (mapping == Py_None) raise(PyExc_TypeError, "argument after ** must be a mapping, not NoneType");
+    Ref kwargs = PyDict_CheckExact(mapping) ? check(PyDict_Copy(mapping))
+                                            : call1(reinterpret_cast<PyObject*>(&PyDict_Type), mapping);
     Ref no_args = check(PyTuple_New(0));
     return check(PyObject_Call(func.get(), no_args.get(), kwargs.get()));
 }

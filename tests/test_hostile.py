@@ -240,3 +240,30 @@ def test_one_huge_line(x, index):
         assert got == ("raised",) + expected
     else:
         assert got == ("ok", expected)
+
+
+def test_threads_that_switch_inside_progress(vx):
+    """Progress callables that let other threads run in the middle of a call:
+    the module keeps no state between the calls that could be shared."""
+    import threading
+
+    def progress(text):
+        time.sleep(0)
+        vx._get_unwrapped_string(text)
+
+    calls = [reporting_call(name, progress) for name in sorted(REPORTING)]
+    expected = [outcome(*c) for c in calls]
+    failures = []
+
+    def work():
+        for _ in range(50):
+            got = [outcome(*c) for c in calls]
+            if got != expected:
+                failures.append(got)
+
+    threads = [threading.Thread(target=work) for _ in range(4)]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    assert not failures

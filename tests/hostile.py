@@ -44,8 +44,9 @@ class OddStr(str):
 
 
 class LiarStr(str):
-    """A str that equals everything ("_ifc", "int", ":", "semi", "q", "0"),
-    whose methods return itself and whose text forms are not text."""
+    """Equals everything ("_ifc", "int", ":", "semi", "q", "0"); its methods
+    return itself and its text forms are not text."""
+    __hash__ = str.__hash__
 
     def __eq__(self, other):
         return True
@@ -53,21 +54,14 @@ class LiarStr(str):
     def __ne__(self, other):
         return False
 
-    __hash__ = str.__hash__
-
-    def __str__(self):
-        return 5
-
-    def __format__(self, spec):
+    def __str__(self, *spec):
         return 5
 
     def strip(self, *args):
         return self
 
-    lower = upper = title = strip
-
-    def replace(self, *args):
-        return self
+    __format__ = __str__
+    lower = upper = title = replace = strip
 
     def split(self, *args):
         return [self, self]
@@ -75,15 +69,14 @@ class LiarStr(str):
     def find(self, *args):
         return 0
 
-    def count(self, *args):
-        return 1
+    count = find
 
 
 class UnhashableStr(str):
+    __eq__ = str.__eq__
+
     def __hash__(self):
         raise RuntimeError("odd __hash__")
-
-    __eq__ = str.__eq__
 
 
 class RaisingMapping(dict):
@@ -123,57 +116,52 @@ class Fresh:
     def __init__(self, make):
         self.make = make
 
-    def __repr__(self):
-        return "Fresh(%s)" % self.make.__name__
-
 
 class GrowingDict(dict):
-    """A dict that gains an entry whenever it is read."""
+    """Gains an entry whenever it is read."""
 
-    def _grow(self):
+    def _grow(self, read, *args):
         dict.__setitem__(self, "k%d" % len(self), {"type": "int", "defval": 0, "value": 1})
+        return read(self, *args)
 
     def __getitem__(self, key):
-        self._grow()
-        return dict.__getitem__(self, key)
+        return self._grow(dict.__getitem__, key)
 
     def __contains__(self, key):
-        self._grow()
-        return dict.__contains__(self, key)
+        return self._grow(dict.__contains__, key)
 
     def keys(self):
-        self._grow()
-        return dict.keys(self)
+        return self._grow(dict.keys)
 
     def items(self):
-        self._grow()
-        return dict.items(self)
-
-
-def growing_dict():
-    return GrowingDict(a={"type": "int", "defval": 0, "value": 1}, semi={"type": "x", "defval": ""})
+        return self._grow(dict.items)
 
 
 class ClearingItem(str):
-    """An item that empties the container holding it when it is compared,
-    hashed or stripped."""
+    """Empties the container holding it when it is compared, hashed or
+    stripped."""
 
     def __new__(cls, text, owner):
         self = str.__new__(cls, text)
         self.owner = owner
         return self
 
-    def __eq__(self, other):
+    def _clear(self, then, *args):
         self.owner.clear()
-        return str.__eq__(self, other)
+        return then(self, *args)
+
+    def __eq__(self, other):
+        return self._clear(str.__eq__, other)
 
     def __hash__(self):
-        self.owner.clear()
-        return str.__hash__(self)
+        return self._clear(str.__hash__)
 
     def strip(self, *args):
-        self.owner.clear()
-        return str.strip(self, *args)
+        return self._clear(str.strip, *args)
+
+
+def growing_dict():
+    return GrowingDict(a={"type": "int", "defval": 0, "value": 1}, semi={"type": "x", "defval": ""})
 
 
 def clearing_list():
@@ -258,15 +246,13 @@ def fingerprint(obj, seen=None):
     if id(obj) in seen:
         return (type(obj), id(obj))
     seen.add(id(obj))
+    inner = None
     if isinstance(obj, (list, tuple)):
-        inner = tuple(fingerprint(x, seen) for x in (list.__iter__(obj) if isinstance(obj, list) else
-                                                     tuple.__iter__(obj)))
+        inner = tuple(fingerprint(x, seen) for x in (list if isinstance(obj, list) else tuple).__iter__(obj))
     elif isinstance(obj, dict):
         inner = tuple((fingerprint(k, seen), fingerprint(v, seen)) for k, v in dict.items(obj))
     elif isinstance(obj, bytearray):
         inner = bytes(obj)
-    else:
-        inner = None
     return (type(obj), id(obj), inner)
 
 
@@ -278,11 +264,8 @@ def call(func, args):
     """One call with the ordinary-exception rule and the after-checks:
     returns the result or the exception."""
     made = [a.make() if isinstance(a, Fresh) else a for a in args]
-    # Objects that change themselves are not checked for change.
-    checked = [m for a, m in zip(args, made) if not isinstance(a, Fresh)]
-    before_args = fingerprint(checked)
-    saved = dict(vxrcomn.__dict__)
-    before_globals = globals_fingerprint()
+    checked = [a for a in args if not isinstance(a, Fresh)]  # those change themselves
+    before_args, saved, before_globals = fingerprint(checked), dict(vxrcomn.__dict__), globals_fingerprint()
     try:
         outcome = func(*made)
     except SystemError:

@@ -78,35 +78,30 @@ def tree(folder):
     return out
 
 
+# Under the test folder, which an unprivileged child can reach: (path,
+# content or None for a folder, mode), parents first.
+LAYOUT = [("rw", None, 0o777), ("rw/" + PLAIN, None, 0o755), ("rw/file", "", 0o666), ("rw/old.txt", "old\n", 0o444),
+          ("ro", None, 0o555), ("ro/sub", None, 0o555), ("ro/old.txt", "old\n", 0o444), ("ro/" + PLAIN, "", 0o644)]
+
+
 @pytest.fixture
 def disk(vx):
-    """A folder that an unprivileged child can reach: "rw" open to all,
-    "ro" and "ro/sub" read-only, "ro/old.txt" and "rw/old.txt" read-only
-    files, "rw/file" a plain file, and in both folders a folder and a file
-    under the plain temporary name.  The clock is fixed."""
+    """The test folder laid out as LAYOUT, and the clock fixed."""
     base = tempfile.mkdtemp(prefix="vxr-files-")
     os.chmod(base, 0o755)
-    rw, ro = os.path.join(base, "rw"), os.path.join(base, "ro")
-    os.makedirs(os.path.join(ro, "sub"))
-    os.mkdir(rw)
-    for folder in (rw, ro):
-        with open(os.path.join(folder, "old.txt"), "w") as f:
-            f.write("old\n")
-        os.chmod(os.path.join(folder, "old.txt"), 0o444)
-    os.mkdir(os.path.join(rw, PLAIN))
-    with open(os.path.join(ro, PLAIN), "w"):
-        pass
-    with open(os.path.join(rw, "file"), "w"):
-        pass
-    os.chmod(os.path.join(rw, "file"), 0o666)
-    os.chmod(rw, 0o777)
-    os.chmod(os.path.join(ro, "sub"), 0o555)
-    os.chmod(ro, 0o555)
+    for path, content, _ in LAYOUT:
+        if content is None:
+            os.mkdir(os.path.join(base, path))
+        else:
+            with open(os.path.join(base, path), "w") as f:
+                f.write(content)
+    for path, _, mode in reversed(LAYOUT):
+        os.chmod(os.path.join(base, path), mode)
     vx.time = types.SimpleNamespace(localtime=lambda: FIXED, strftime=time.strftime)
-    yield types.SimpleNamespace(base=base, rw=rw, ro=ro)
-    for root, dirs, _ in os.walk(base):
-        for name in dirs:
-            os.chmod(os.path.join(root, name), 0o755)
+    yield types.SimpleNamespace(base=base)
+    for path, content, _ in LAYOUT:
+        if content is None:
+            os.chmod(os.path.join(base, path), 0o755)
     shutil.rmtree(base)
 
 
@@ -174,5 +169,5 @@ def test_work_folder(vx, disk, declared, given, attribute, made):
 
 
 def test_the_child_really_cannot_write_the_read_only_folder(disk):
-    got = unprivileged(lambda: open(os.path.join(disk.ro, "probe"), "w"))
+    got = unprivileged(lambda: open(os.path.join(disk.base, "ro", "probe"), "w"))
     assert got[0] == "raised" and got[1] is PermissionError

@@ -4,6 +4,7 @@ back into the module, and mappings that change while they are read."""
 import collections
 import inspect
 import os
+import threading
 import time
 import traceback
 
@@ -57,11 +58,17 @@ def reporting_call(name, progress):
     return getattr(vxrcomn, name), [progress if a is P else a for a in REPORTING[name]]
 
 
+def run(name, progress):
+    func, args = reporting_call(name, progress)
+    return func(*args)
+
+
 def outcome(func, args):
     try:
         return "ok", func(*args)
     except Exception as e:
         return "raised", type(e), str(e)
+
 
 
 def test_every_function_with_a_progress_argument_is_driven_to_report():
@@ -70,26 +77,31 @@ def test_every_function_with_a_progress_argument_is_driven_to_report():
     assert set(REPORTING) == with_progress
     for name in REPORTING:
         messages = []
-        getattr(vxrcomn, name)(*reporting_call(name, messages.append)[1])
+        run(name, messages.append)
         assert messages, name
 
 
 @pytest.mark.parametrize("name", sorted(REPORTING))
-def test_raising_progress_propagates_through_the_function(name):
-    func, args = reporting_call(name, hostile.raising_progress)
+def test_hostile_progress(name):
+    """Raising: the error leaves through the function, which the traceback
+    names.  Rebinding or emptying the globals: a result or an ordinary error
+    (hostile.call checks the arguments and puts the globals back).  Calling
+    back into the module: what a plain progress gets.  Recursing without end:
+    RecursionError, and the module works as before."""
+    quiet = outcome(*reporting_call(name, len))
     with pytest.raises(RuntimeError, match="^progress$") as info:
-        func(*args)
+        run(name, hostile.raising_progress)
     names = [frame.name for frame in traceback.extract_tb(info.tb)]
     assert "vxrcomn." + name in names and names[-1] == "raising_progress"
-
-
-@pytest.mark.parametrize("name", sorted(REPORTING))
-@pytest.mark.parametrize("progress", hostile.REBINDING, ids=lambda p: p.__name__)
-def test_progress_that_rebinds_globals_gives_a_result_or_an_ordinary_error(name, progress):
-    # hostile.call checks the arguments and restores the globals afterwards.
-    hostile.call(*reporting_call(name, progress))
-    quiet = reporting_call(name, len)
-    assert outcome(*quiet) == outcome(*quiet)  # the module is whole again
+    for progress in hostile.REBINDING:
+        hostile.call(*reporting_call(name, progress))
+    messages, again = [], []
+    assert outcome(*reporting_call(name, lambda t: again.append(t) or hostile.reentrant_progress(t))) == \
+        outcome(*reporting_call(name, messages.append))
+    assert again == messages
+    with pytest.raises(RecursionError):
+        run(name, hostile.recursive_progress)
+    assert outcome(*reporting_call(name, len)) == quiet
 
 
 def swap_on_first_message(messages):
@@ -101,11 +113,13 @@ def swap_on_first_message(messages):
 
 
 def test_globals_rebound_by_progress_are_read_after_the_message(vx):
-    ind, ind2 = " " * 5, " " * 9
+    got = hostile.call(*reporting_call("_split_txtline_to_values_kora", hostile.clearing_progress))
+    assert type(got) is NameError and str(got) == "name '_PRG_INDENT' is not defined"
     messages = []
     vx._split_txtline_to_values_kora("bus", ",x", "I", "int", swap_on_first_message(messages))
-    assert messages == [" %sError - Reading 'Bus', data item 'I' not provided, record ignored.\n %s,x" % (ind, ind2),
-                        " %sError - Reading 'Bus', I=, integer value required, record ignored.\n %s,x" % (ind2, ind)]
+    head = " %sError - Reading 'Bus', %s, record ignored.\n %s,x"
+    assert messages == [head % (" " * 5, "data item 'I' not provided", " " * 9),
+                        head % (" " * 9, "I=, integer value required", " " * 5)]
     # The defaults after a bad item are wrapped with the new _WRAP_CHAR.
     result = vx._pslf_seq_assign_data_values("bus", 1, ["x"], F, swap_on_first_message([]))
     assert result == (True, OD(semi='" "', b=0.0, c='" "'))
@@ -115,29 +129,19 @@ def test_globals_rebound_by_progress_are_read_after_the_message(vx):
     assert messages == ["\n", "junk - should not come here\n%s\n" % term("'2'")]
 
 
-def test_progress_that_empties_the_module_dictionary():
-    got = hostile.call(*reporting_call("_split_txtline_to_values_kora", hostile.clearing_progress))
-    assert type(got) is NameError and str(got) == "name '_PRG_INDENT' is not defined"
-
-
-@pytest.mark.parametrize("name", sorted(REPORTING))
-def test_progress_that_calls_back_into_the_module(name):
-    messages, again = [], []
-
-    def reentrant(text):
-        again.append(text)
-        hostile.reentrant_progress(text)
-
-    assert outcome(*reporting_call(name, reentrant)) == outcome(*reporting_call(name, messages.append))
-    assert again == messages
-
-
-@pytest.mark.parametrize("name", sorted(REPORTING))
-def test_progress_that_recurses_without_end(name):
-    before = outcome(*reporting_call(name, len))
-    with pytest.raises(RecursionError):
-        getattr(vxrcomn, name)(*reporting_call(name, hostile.recursive_progress)[1])
-    assert outcome(*reporting_call(name, len)) == before
+def test_threads_that_switch_inside_progress(vx):
+    """Other threads run in the middle of each call: the module keeps no
+    state that calls could share."""
+    calls = [reporting_call(name, lambda t: time.sleep(0) or vx._get_unwrapped_string(t)) for name in REPORTING]
+    expected = [outcome(*c) for c in calls]
+    results = []
+    threads = [threading.Thread(target=lambda: results.extend([outcome(*c) for c in calls] for _ in range(50)))
+               for _ in range(4)]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    assert results == [expected] * 200
 
 
 # ---------------------------------------------------------------------------
@@ -241,29 +245,3 @@ def test_one_huge_line(x, index):
     else:
         assert got == ("ok", expected)
 
-
-def test_threads_that_switch_inside_progress(vx):
-    """Progress callables that let other threads run in the middle of a call:
-    the module keeps no state between the calls that could be shared."""
-    import threading
-
-    def progress(text):
-        time.sleep(0)
-        vx._get_unwrapped_string(text)
-
-    calls = [reporting_call(name, progress) for name in sorted(REPORTING)]
-    expected = [outcome(*c) for c in calls]
-    failures = []
-
-    def work():
-        for _ in range(50):
-            got = [outcome(*c) for c in calls]
-            if got != expected:
-                failures.append(got)
-
-    threads = [threading.Thread(target=work) for _ in range(4)]
-    for t in threads:
-        t.start()
-    for t in threads:
-        t.join()
-    assert not failures

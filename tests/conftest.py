@@ -85,9 +85,15 @@ def vx():
 
 
 def pytest_terminal_summary(terminalreporter):
+    write = terminalreporter.write_line
+    leaks = sys.modules.get("leakcheck")
+    if leaks is not None and leaks.RESULTS:
+        results = leaks.RESULTS
+        write("leak checks: %d, of %d functions, %d calls in all; blocks grown at most %d (limit %d)" % (
+            len(results), len({name for name, _, _ in results}), sum(calls for _, calls, _ in results),
+            max(grown for _, _, grown in results), leaks.SLACK_BLOCKS))
     if not FUZZ_STATS or not os.environ.get("VXR_FUZZ_SECONDS"):
         return
-    write = terminalreporter.write_line
     for name, (cases, seconds) in sorted(FUZZ_STATS.items()):
         write("fuzz %-18s %12d cases in %7.0f s" % (name, cases, seconds))
     write("fuzz %-18s %12d cases in %7.0f s" % ("all", sum(c for c, _ in FUZZ_STATS.values()),

@@ -20,6 +20,8 @@ RUN_CALLS = int(os.environ.get("VXR_LEAK_CALLS", 10_000))
 MIN_CALLS = min(RUN_CALLS, 1_000)
 
 CONTAINERS = (list, tuple, dict, set, frozenset, collections.OrderedDict)
+# (function name, calls, blocks grown) of every check run, for the summary.
+RESULTS = []
 
 
 def scaled(calls):
@@ -74,6 +76,7 @@ def assert_no_leak(func, *args, calls=FULL_CALLS, **kwargs):
     gc.collect()
     grown = sys.getallocatedblocks() - before
     name = getattr(func, "__name__", repr(func))
+    RESULTS.append((name, calls, grown))
     assert grown < SLACK_BLOCKS, "%s: %d blocks more after %d calls" % (name, grown, calls)
     now = [sys.getrefcount(o) for o in watched]
     changed = ["%.60r %d -> %d" % (watched[i], refs[i], now[i]) for i in range(len(now)) if now[i] != refs[i]]

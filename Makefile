@@ -11,15 +11,16 @@ PYTEST := $(RUNPATH):$(TESTDEPS) $(PYTHON) -m pytest
 # sanitizer runtimes must be those of the compiler the interpreter builds
 # extensions with.
 ASAN_DIR := $(CURDIR)/build/asan
-SAN_CFLAGS := -O1 -g -fno-omit-frame-pointer -fsanitize=address,undefined -fno-sanitize-recover=all
+SAN_CFLAGS := -O1 -g -fno-omit-frame-pointer -fno-wrapv -fsanitize=address,undefined -fno-sanitize-recover=all
 SAN_CC = $(shell $(PYTHON) -c "import sysconfig; print(sysconfig.get_config_var('CC').split()[0])")
 SAN_PRELOAD = $(shell $(SAN_CC) -print-file-name=libasan.so):$(shell $(SAN_CC) -print-file-name=libubsan.so)
 # The interpreter leaks at exit by design; every Python object goes through
-# malloc so that the sanitizer sees each one.  A report goes to its own file
-# per process, subprocesses of the tests included.
+# malloc so that the sanitizer sees each one.  An AddressSanitizer report goes
+# to its own file per process, subprocesses of the tests included.  The
+# interpreter is built with -fwrapv; the module must not need it.
 SAN_ENV = LD_PRELOAD="$(SAN_PRELOAD)" PYTHONMALLOC=malloc VXR_MODULE_DIR=$(ASAN_DIR) VXR_HUGE_LINE=104857600 \
-	ASAN_OPTIONS=detect_leaks=0:log_path=$(ASAN_DIR)/log/asan \
-	UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1:log_path=$(ASAN_DIR)/log/ubsan
+	ASAN_OPTIONS=detect_leaks=0:log_path=$(ASAN_DIR)/log/asan UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+SAN_TESTS := tests
 
 # A subset that reaches every function on good, bad and hostile input,
 # without the many-call leak loops and the generated-input tests.
@@ -64,13 +65,17 @@ asan-build:
 	VXR_WERROR=1 VXR_EXTRA_CFLAGS="$(SAN_CFLAGS)" VXR_EXTRA_LDFLAGS="-fsanitize=address,undefined" \
 	  $(PYTHON) setup.py -q build_ext --build-lib $(ASAN_DIR) --build-temp $(ASAN_DIR)/tmp
 
+# UBSan prints to stderr whatever its log_path says, so pytest leaves the
+# descriptors alone and its output is kept to count those reports.
 check-asan: asan-build deps
 	rm -rf $(ASAN_DIR)/log && mkdir -p $(ASAN_DIR)/log
-	$(SAN_ENV) $(PYTEST) -q tests; status=$$?; \
-	  reports=$$(ls $(ASAN_DIR)/log | wc -l); \
-	  echo "sanitizer reports: $$reports (in $(ASAN_DIR)/log)"; \
+	$(SAN_ENV) $(PYTEST) -q --capture=sys $(SAN_TESTS) > $(ASAN_DIR)/pytest.out 2>&1; status=$$?; \
+	  tail -n 3 $(ASAN_DIR)/pytest.out; \
+	  ubsan=$$(grep -c "runtime error:" $(ASAN_DIR)/pytest.out); asan=$$(ls $(ASAN_DIR)/log | wc -l); \
+	  echo "sanitizer reports: $$asan from AddressSanitizer (in $(ASAN_DIR)/log), $$ubsan from UBSan"; \
 	  for f in $(ASAN_DIR)/log/*; do [ -f "$$f" ] && cat "$$f"; done; \
-	  [ $$status = 0 ] && [ $$reports = 0 ]
+	  grep -A 12 "runtime error:" $(ASAN_DIR)/pytest.out; \
+	  [ $$status = 0 ] && [ $$asan = 0 ] && [ $$ubsan = 0 ]
 
 check-leaks: build deps
 	VXR_LEAK_CALLS=100000 $(PYTEST) -q -k leak tests

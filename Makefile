@@ -91,7 +91,9 @@ check-valgrind: build deps
 
 # Long generated-input runs: FUZZ_MINUTES in all, shared by the targets.
 fuzz: deps $(if $(FUZZ_SAN),asan-build,build)
-	$(if $(FUZZ_SAN),$(SAN_ENV)) VXR_FUZZ_SECONDS=$$(( $(FUZZ_MINUTES) * 60 )) $(PYTEST) -q tests/test_fuzz.py
+	mkdir -p $(ASAN_DIR)/log
+	$(if $(FUZZ_SAN),$(SAN_ENV)) VXR_FUZZ_SECONDS=$$(( $(FUZZ_MINUTES) * 60 )) \
+	  $(PYTEST) -q $(if $(FUZZ_SAN),--capture=sys) tests/test_fuzz.py
 
 clean:
 	rm -rf build *.egg-info vxrcomn*.so vxrcomn*.pyd .pytest_cache .hypothesis

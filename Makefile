@@ -72,7 +72,8 @@ check-asan: asan-build deps
 	$(SAN_ENV) $(PYTEST) -q --capture=sys $(SAN_TESTS) > $(ASAN_DIR)/pytest.out 2>&1; status=$$?; \
 	  tail -n 3 $(ASAN_DIR)/pytest.out; \
 	  ubsan=$$(grep -c "runtime error:" $(ASAN_DIR)/pytest.out); asan=$$(ls $(ASAN_DIR)/log | wc -l); \
-	  echo "sanitizer reports: $$asan from AddressSanitizer (in $(ASAN_DIR)/log), $$ubsan from UBSan"; \
+	  echo "sanitizer reports: $$asan from AddressSanitizer (in $(ASAN_DIR)/log), $$ubsan from UBSan" \
+	    "(test output in $(ASAN_DIR)/pytest.out)"; \
 	  for f in $(ASAN_DIR)/log/*; do [ -f "$$f" ] && cat "$$f"; done; \
 	  grep -A 12 "runtime error:" $(ASAN_DIR)/pytest.out; \
 	  [ $$status = 0 ] && [ $$asan = 0 ] && [ $$ubsan = 0 ]

@@ -5,8 +5,41 @@ PYTHON ?= $(firstword $(wildcard $(HOME)/.pyenv/versions/3.9*/bin/python3) pytho
 TESTDEPS := /usr/lib/python3/dist-packages
 SUDO := $(shell [ "$$(id -u)" = 0 ] || echo sudo)
 RUNPATH := PYTHONPATH=$(CURDIR)/standin:$(CURDIR)
+PYTEST := $(RUNPATH):$(TESTDEPS) $(PYTHON) -m pytest
 
-.PHONY: build test demo deps builddeps test-all wheel bench clean
+# `make check`: the sanitizer build lives apart from the in-place one.  The
+# sanitizer runtimes must be those of the compiler the interpreter builds
+# extensions with.
+ASAN_DIR := $(CURDIR)/build/asan
+SAN_CFLAGS := -O1 -g -fno-omit-frame-pointer -fno-wrapv -fsanitize=address,undefined -fno-sanitize-recover=all
+SAN_CC = $(shell $(PYTHON) -c "import sysconfig; print(sysconfig.get_config_var('CC').split()[0])")
+SAN_PRELOAD = $(shell $(SAN_CC) -print-file-name=libasan.so):$(shell $(SAN_CC) -print-file-name=libubsan.so)
+# The interpreter leaks at exit by design; every Python object goes through
+# malloc so that the sanitizer sees each one.  An AddressSanitizer report goes
+# to its own file per process, subprocesses of the tests included.  The
+# interpreter is built with -fwrapv; the module must not need it.
+SAN_ENV = LD_PRELOAD="$(SAN_PRELOAD)" PYTHONMALLOC=malloc VXR_MODULE_DIR=$(ASAN_DIR) VXR_HUGE_LINE=104857600 \
+	ASAN_OPTIONS=detect_leaks=0:log_path=$(ASAN_DIR)/log/asan UBSAN_OPTIONS=halt_on_error=1:print_stacktrace=1
+SAN_TESTS := tests
+
+# A subset that reaches every function on good, bad and hostile input,
+# without the many-call leak loops and the generated-input tests.
+VALGRIND_DIR := $(CURDIR)/build/valgrind
+VALGRIND_TESTS := tests/test_module_frame.py tests/test_raw_tokenizing.py tests/test_raw_records.py \
+	tests/test_epc_split.py tests/test_epc_assign.py tests/test_field_text.py tests/test_progress_messages.py \
+	tests/test_dict_listing.py tests/test_file_names.py tests/test_options.py tests/test_version_check.py \
+	tests/test_substation_listing.py tests/test_raw_robustness.py tests/test_epc_bad_input.py \
+	tests/test_robustness_text_and_messages.py tests/test_hostile.py tests/test_files.py tests/test_examples.py
+VALGRIND_SKIP := leak or agree or shlex or reads_back or greedily or shared
+VALGRIND := valgrind --tool=memcheck --leak-check=full --show-leak-kinds=definite \
+	--errors-for-leak-kinds=definite --num-callers=40 --trace-children=yes --vgdb=no --xml=yes \
+	--xml-file=$(VALGRIND_DIR)/memcheck.%p.xml --suppressions=$(CURDIR)/tools/valgrind.supp
+
+# `make fuzz FUZZ_MINUTES=120` for a long run; FUZZ_SAN=1 runs it under the
+# sanitizers.
+FUZZ_MINUTES ?= 10
+
+.PHONY: build test demo deps builddeps test-all wheel bench check check-asan check-leaks check-valgrind asan-build fuzz clean
 
 build:
 	VXR_WERROR=1 $(PYTHON) setup.py -q build_ext --inplace
@@ -19,7 +52,7 @@ deps:
 	  $(SUDO) apt-get install -y -qq python3-pytest python3-hypothesis python3-exceptiongroup >/dev/null; }
 
 test: build deps
-	$(RUNPATH):$(TESTDEPS) $(PYTHON) -m pytest tests
+	$(PYTEST) tests
 
 demo: build
 	$(RUNPATH) $(PYTHON) examples/demo.py
@@ -65,6 +98,45 @@ wheel: builddeps
 	@$(PYTHON) -c "import glob, sys, zipfile; \
 	  w = glob.glob('build/dist/vxrcomn-*-cp%d%d-*.whl' % sys.version_info[:2])[0]; \
 	  print(w); print('\n'.join('  ' + n for n in zipfile.ZipFile(w).namelist()))"
+
+# The whole suite under the sanitizers, the leak sweep at full strength, and
+# a memcheck pass; each fails on any report that comes from the module.
+check: check-asan check-leaks check-valgrind
+
+asan-build:
+	VXR_WERROR=1 VXR_EXTRA_CFLAGS="$(SAN_CFLAGS)" VXR_EXTRA_LDFLAGS="-fsanitize=address,undefined" \
+	  $(PYTHON) setup.py -q build_ext --build-lib $(ASAN_DIR) --build-temp $(ASAN_DIR)/tmp
+
+# UBSan prints to stderr whatever its log_path says, so pytest leaves the
+# descriptors alone and its output is kept to count those reports.
+check-asan: asan-build deps
+	rm -rf $(ASAN_DIR)/log && mkdir -p $(ASAN_DIR)/log
+	$(SAN_ENV) $(PYTEST) -q --capture=sys $(SAN_TESTS) > $(ASAN_DIR)/pytest.out 2>&1; status=$$?; \
+	  tail -n 3 $(ASAN_DIR)/pytest.out; \
+	  ubsan=$$(grep -c "runtime error:" $(ASAN_DIR)/pytest.out); asan=$$(ls $(ASAN_DIR)/log | wc -l); \
+	  echo "sanitizer reports: $$asan from AddressSanitizer (in $(ASAN_DIR)/log), $$ubsan from UBSan" \
+	    "(test output in $(ASAN_DIR)/pytest.out)"; \
+	  for f in $(ASAN_DIR)/log/*; do [ -f "$$f" ] && cat "$$f"; done; \
+	  grep -A 12 "runtime error:" $(ASAN_DIR)/pytest.out; \
+	  [ $$status = 0 ] && [ $$asan = 0 ] && [ $$ubsan = 0 ]
+
+check-leaks: build deps
+	VXR_LEAK_CALLS=100000 $(PYTEST) -q -k leak tests
+
+check-valgrind: build deps
+	@command -v valgrind >/dev/null || { \
+	  echo "installing valgrind from Debian"; \
+	  $(SUDO) apt-get update -qq && $(SUDO) apt-get install -y -qq valgrind >/dev/null; }
+	rm -rf $(VALGRIND_DIR) && mkdir -p $(VALGRIND_DIR)
+	PYTHONMALLOC=malloc VXR_HUGE_LINE=1000000 $(RUNPATH):$(TESTDEPS) \
+	  $(VALGRIND) $(PYTHON) -m pytest -q -k "not ($(VALGRIND_SKIP))" $(VALGRIND_TESTS)
+	$(PYTHON) tools/valgrind_report.py $(VALGRIND_DIR)/memcheck.*.xml
+
+# Long generated-input runs: FUZZ_MINUTES in all, shared by the targets.
+fuzz: deps $(if $(FUZZ_SAN),asan-build,build)
+	mkdir -p $(ASAN_DIR)/log
+	$(if $(FUZZ_SAN),$(SAN_ENV)) VXR_FUZZ_SECONDS=$$(( $(FUZZ_MINUTES) * 60 )) \
+	  $(PYTEST) -q $(if $(FUZZ_SAN),--capture=sys) tests/test_fuzz.py
 
 clean:
 	rm -rf build *.egg-info vxrcomn*.so vxrcomn*.pyd .pytest_cache .hypothesis

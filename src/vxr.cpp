@@ -20,6 +20,36 @@ Ref global(State& st, PyObject* name, Loc where) {
     fail(where);
 }
 
+bool shlex_class_restored(State& st) noexcept {
+    auto* cls = reinterpret_cast<PyTypeObject*>(st.std_shlex_class);
+    unsigned int tag = vxr_type_version_tag(cls);
+    if (tag != 0 && tag == st.shlex_class_changed) return false;  // compared before
+    PyObject* now = cls->tp_dict;
+    PyObject* then = st.shlex_class_attrs;
+    bool same = now != nullptr && PyDict_Size(now) == PyDict_Size(then);
+    Py_ssize_t pos = 0;
+    PyObject *key, *value;
+    while (same && PyDict_Next(then, &pos, &key, &value)) {
+        PyObject* current = PyDict_GetItemWithError(now, key);
+        if (current == nullptr) PyErr_Clear();
+        same = current == value;
+    }
+    if (tag == 0) {
+        // A class attribute look-up gives the class a valid tag again.
+        PyObject* attr = PyObject_GetAttr(st.std_shlex_class, st.n.read_token);
+        if (attr == nullptr) PyErr_Clear();
+        Py_XDECREF(attr);
+        tag = vxr_type_version_tag(cls);
+        if (tag == 0) return false;
+    }
+    if (same) {
+        st.shlex_class_version = tag;
+    } else {
+        st.shlex_class_changed = tag;
+    }
+    return same;
+}
+
 void parse_args_slow(const Params& params, PyObject* const* args, Py_ssize_t nargs, PyObject* kwnames,
                      PyObject** out) {
     Ref tuple = check(PyTuple_New(nargs), VXR_HERE);

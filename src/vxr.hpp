@@ -185,6 +185,8 @@ struct State {
     PyObject* std_collections;
     PyObject* std_ordered_dict;
     unsigned int shlex_class_version;  // 0: unknown, so never fast
+    PyObject* shlex_class_attrs;       // a copy of the lexer class's dict at import
+    unsigned int shlex_class_changed;  // a version tag seen with other attributes
 
     // Import-time defaults shared by every call.
     PyObject* default_path;      // _get_file_name(path=)
@@ -207,7 +209,7 @@ struct State {
 #define VXR_STATE_OBJECTS(X)                                                                   \
     X(builtins) X(b_object) X(b_print) X(b_max) X(b_open) X(b_zip) X(b_enumerate) X(b_range)   \
     X(b_sum) X(std_re) X(std_re_compile) X(std_shlex) X(std_shlex_class) X(std_shlex_split)   \
-    X(std_collections) X(std_ordered_dict) X(default_path) X(default_workdir)                 \
+    X(std_collections) X(std_ordered_dict) X(shlex_class_attrs) X(default_path) X(default_workdir) \
     X(default_sfxlist) X(fn_split_textline_kora) X(fn_no_check_vlist) X(fn_epc_assign_common) \
     X(fn_get_unwrapped_string) X(fn_file_pnx) X(fn_print_dict)
 
@@ -251,11 +253,17 @@ inline bool std_re_in_use(State& st) noexcept {
     return global_is(st, st.n.re, st.std_re) && attribute_is(st.std_re, st.n.compile, st.std_re_compile);
 }
 
+// True when the lexer class, changed since import, holds again exactly the
+// attributes it had then (a tool's tests may patch it for a while); its new
+// version tag is then taken as the unchanged one.
+bool shlex_class_restored(State& st) noexcept;
+
 // The standard `shlex` module with its lexer class unchanged since import
 // (its attribute version tag moves on any class attribute assignment).
 inline bool std_shlex_class_unchanged(State& st) noexcept {
     auto* cls = reinterpret_cast<PyTypeObject*>(st.std_shlex_class);
-    return st.shlex_class_version != 0 && vxr_type_version_tag(cls) == st.shlex_class_version;
+    if (st.shlex_class_version == 0) return false;
+    return vxr_type_version_tag(cls) == st.shlex_class_version || shlex_class_restored(st);
 }
 
 inline bool std_shlex_in_use(State& st) noexcept {

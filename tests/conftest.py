@@ -25,6 +25,9 @@ import vxrcomn  # noqa: E402
 # Real data files written by other programs; absent in a user's clone.
 SHARED_DATA = os.environ.get("VXR_SHARED_DATA", os.path.join(ROOT, "..", "shared", "data"))
 
+# `make fuzz`: the cases run and the seconds spent per target (test_fuzz.py).
+FUZZ_STATS = {}
+
 settings.register_profile("default", deadline=None, print_blob=True)
 settings.register_profile("fuzz", deadline=None, print_blob=True, max_examples=200_000)
 settings.load_profile(os.environ.get("HYPOTHESIS_PROFILE", "default"))
@@ -81,3 +84,19 @@ def progress():
 @pytest.fixture
 def vx():
     return vxrcomn
+
+
+def pytest_terminal_summary(terminalreporter):
+    write = terminalreporter.write_line
+    leaks = sys.modules.get("leakcheck")
+    if leaks is not None and leaks.RESULTS:
+        results = leaks.RESULTS
+        write("leak checks: %d, of %d functions, %d calls in all; blocks grown at most %d (limit %d)" % (
+            len(results), len({name for name, _, _ in results}), sum(calls for _, calls, _ in results),
+            max(grown for _, _, grown in results), leaks.SLACK_BLOCKS))
+    if not FUZZ_STATS or not os.environ.get("VXR_FUZZ_SECONDS"):
+        return
+    for name, (cases, seconds) in sorted(FUZZ_STATS.items()):
+        write("fuzz %-18s %12d cases in %7.0f s" % (name, cases, seconds))
+    write("fuzz %-18s %12d cases in %7.0f s" % ("all", sum(c for c, _ in FUZZ_STATS.values()),
+                                                 sum(s for _, s in FUZZ_STATS.values())))

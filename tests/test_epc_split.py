@@ -139,6 +139,17 @@ def test_lexer_keeps_the_line_when_nothing_was_unescaped(vx, progress):
     assert outcome(vx, long_line) == shlex_outcome(long_line)
 
 
+def test_lexer_class_patched_for_a_while_gets_the_fast_path_back(vx, progress):
+    original = shlex.shlex.read_token
+    shlex.shlex.read_token = lambda self: original(self)
+    try:
+        line = "NORTH-01"
+        assert vx._get_values_from_data_line_text_pslf("bus", 1, line, progress)[0] is not line
+    finally:
+        shlex.shlex.read_token = original
+    assert vx._get_values_from_data_line_text_pslf("bus", 1, line, progress)[0] is line
+
+
 def test_generic_path_follows_the_module_global(vx, progress):
     vx.shlex = types.SimpleNamespace(split=lambda s: ["split", s])
     assert vx._get_values_from_data_line_text_pslf("bus", 1, "a,b 'c'", progress) == ["split", "a_b _c_"]

@@ -38,11 +38,6 @@ def test_hostile_arguments(vx, name):
     assert hostile.sweep(getattr(vx, name), good) == len(good) * len(hostile.VALUES)
 
 
-def test_progress_that_raises_propagates(vx):
-    with pytest.raises(RuntimeError, match="progress"):
-        vx._split_txtline_to_values_kora("bus", ",1", "I", "int", hostile.raising_progress)
-
-
 def test_progress_that_rebinds_the_splitter_midway(vx):
     def progress(text):
         vx._split_textline_kora = lambda line: ["99"]

@@ -151,8 +151,12 @@ void record_standard_objects(State& st) {
     st.std_ordered_dict = getattr(st.std_collections, st.n.OrderedDict, VXR_HERE).release();
     if (PyType_Check(st.std_shlex_class)) {
         // A class attribute look-up gives the class a valid version tag.
+        auto* cls = reinterpret_cast<PyTypeObject*>(st.std_shlex_class);
         Ref attr = check(PyObject_GetAttr(st.std_shlex_class, st.n.read_token), VXR_HERE);
-        st.shlex_class_version = vxr_type_version_tag(reinterpret_cast<PyTypeObject*>(st.std_shlex_class));
+        if (cls->tp_dict != nullptr) {
+            st.shlex_class_attrs = check(PyDict_Copy(cls->tp_dict), VXR_HERE).release();
+            st.shlex_class_version = vxr_type_version_tag(cls);
+        }
     }
 }
 

@@ -1,0 +1,251 @@
+"""Generated input for the tokenizers, assigners and formatters: each case
+runs through the fast and the generic paths (exact and subclassed str,
+dict and OrderedDict, list, tuple and list subclass, module functions
+called directly and through the interpreter), against the plain-Python
+baseline and the standard library where they apply, with invariants of the
+results.  `make fuzz` shares VXR_FUZZ_SECONDS among the targets and reports
+the cases run; otherwise each target runs a few examples."""
+import collections
+import contextlib
+import io
+import os
+import time
+
+from hypothesis import HealthCheck, given, settings, strategies as st
+
+import test_against_baseline as against
+import test_epc_split as epc
+import test_raw_tokenizing as raw
+import vxrcomn as vx
+from conftest import FUZZ_STATS
+
+SECONDS = float(os.environ.get("VXR_FUZZ_SECONDS", 0))
+BATCH = 10
+OD = collections.OrderedDict
+outcome, baseline = against.outcome, against.baseline
+TARGETS = []
+
+
+class Sub(str):
+    """Any str subclass takes the generic paths."""
+
+
+class ListSub(list):
+    pass
+
+
+def agree(a, b):
+    """Equal outcomes, NaN equal to NaN."""
+    return repr(a) == repr(b)
+
+
+def same(name, *args):
+    """The module and the baseline agree, messages included."""
+    assert agree(outcome(getattr(vx, name), *args), outcome(getattr(baseline, name), *args)), (name, args)
+
+
+@contextlib.contextmanager
+def rebound(**values):
+    saved = {name: getattr(vx, name) for name in values}
+    vars(vx).update(values)
+    try:
+        yield
+    finally:
+        vars(vx).update(saved)
+
+
+def through_interpreter(name):
+    """The module's own function behind a wrapper: callers reach it through
+    the interpreter instead of directly."""
+    own = getattr(vx, name)
+    return rebound(**{name: lambda *args: own(*args)})
+
+
+def target(case):
+    """A test that runs body over batches of `case`, for its share of the
+    fuzzing time (or a few examples), counting the cases."""
+    def wrap(body):
+        name = body.__name__[len("test_"):]
+        TARGETS.append(name)
+
+        def test():
+            done = [0]
+
+            def counted(batch):
+                done[0] += len(batch)
+                body(batch)
+
+            run = settings(max_examples=200 if SECONDS else 8, deadline=None, print_blob=True,
+                           suppress_health_check=list(HealthCheck))(
+                given(st.lists(case, min_size=BATCH, max_size=BATCH))(counted))
+            # What the targets before this one left of the time, shared.
+            left = SECONDS - sum(seconds for _, seconds in FUZZ_STATS.values())
+            budget = left / max(1, len(TARGETS) - len(FUZZ_STATS))
+            start = time.monotonic()
+            run()
+            while time.monotonic() - start < budget:
+                run()
+            FUZZ_STATS[name] = (done[0], time.monotonic() - start)
+        test.__name__ = body.__name__
+        return test
+    return wrap
+
+
+# ---------------------------------------------------------------------------
+# Tokenizers
+# ---------------------------------------------------------------------------
+
+@target(raw.line)
+def test_raw_lines(batch):
+    for line in batch:
+        fast, generic = raw.both_paths(vx._split_textline_kora, line)
+        assert fast == generic == raw.outcome(vx._split_textline_kora, Sub(line)), line
+        assert fast[0] == "raised" or all(type(i) is str and not set(i) & set("'\"") for i in fast[1])
+        fast, generic = raw.both_paths(vx._split_textline_kora_keyvalue_pair, "g", line, len)
+        assert fast == generic, line
+        for name in against.RAW_LINE_FUNCTIONS:
+            same(name, line)
+        for frst_type in ("int", "float", "str"):
+            same("_split_txtline_to_values_kora", "bus data", line, "I", frst_type, print)
+        same("_split_textline_kora_keyvalue_pair", "gauss", line, print)
+
+
+@target(epc.LINES)
+def test_epc_lines(batch):
+    for line in batch:
+        fast = epc.outcome(vx, line)
+        assert fast == epc.outcome(vx, line, generic=True), line
+        if line.count('"') % 2 == 0:
+            assert fast == epc.shlex_outcome(line.replace(",", "_").replace("'", "_")), line
+            assert epc.outcome(vx, epc.KeepMarks(line)) == epc.shlex_outcome(line), line
+        same("_get_values_from_data_line_text_pslf", "bus", 3, line, print)
+        same("_split_data_line_text_pslf", line)
+        assert vx._split_data_line_text_pslf(Sub(line)) == vx._split_data_line_text_pslf(line)
+
+
+# ---------------------------------------------------------------------------
+# Assigners
+# ---------------------------------------------------------------------------
+
+NAMES = ["a", "b", "c", "ty", "n", "semi", "semi1", "semi2"]
+TEXT = st.sampled_from(["0", "1", "3", "5", "7", "9", "-7", " 12 ", "1_0", "1.5", "1e3", "nan", "-inf", "x",
+                        "", " ! ", "!", ":", "\u0661", "0.0"]) | st.text("0123456789.eE+-_ !x:\u0661", max_size=6)
+FRMT = st.dictionaries(st.sampled_from(NAMES), st.sampled_from(["int", "float", "name", 0, None]).map(
+    lambda t: {"type": t, "defval": t}))
+SVD_NAMES = {"begin_all": ["n", "semi", "ty"], "ty_012": ["a"], "ty_34": ["b"], "ty_01234": ["c"], "ty_56": ["a", "c"],
+             "ty_7": ["a", "b"], "end_all": ["semi1", "c"]}
+
+
+def paths(func, *args):
+    """The outcomes of func on the arguments as given, as tuples, list
+    subclasses and ordered dictionaries, and with the common assigner
+    reached through the interpreter: all must agree."""
+    def other(a):
+        if isinstance(a, list):
+            return tuple(a) if len(a) % 2 else ListSub(a)
+        return OD(a) if type(a) is dict else a
+    first = outcome(func, *args)
+    assert agree(outcome(func, *map(other, args)), first), args
+    with through_interpreter("_epc_assign_data_values_common"):
+        assert agree(outcome(func, *args), first), args
+    return first[0]  # ("ok", result) or ("raised", type, text); the messages agreed
+
+
+@target(st.tuples(FRMT, st.lists(TEXT, max_size=12), st.lists(st.sampled_from(NAMES), max_size=10),
+                  st.sampled_from(["'", '"', ""])))
+def test_epc_assigners(batch):
+    for frmt, texts, names, wrap in batch:
+        baseline._WRAP_CHAR = wrap
+        with rebound(_WRAP_CHAR=wrap):
+            same("_epc_assign_data_values_common", "bus", 7, dict(zip(names, texts)), frmt, print)
+            same("_epc_assign_data_values", "bus", 7, texts, names, frmt, print)
+            same("_pslf_seq_assign_data_values", "bus", 7, texts, frmt, print)
+            paths(vx._epc_assign_data_values, "bus", 7, texts, names, frmt, print)
+            paths(vx._pslf_seq_assign_data_values, "bus", 7, texts, frmt, print)
+            for func, more in ((vx._epc_assign_data_values_svd, SVD_NAMES), (vx._epc_assign_data_values_qtable, names)):
+                got = paths(func, "svd", 7, texts, more, frmt, print)
+                assert got[0] == "raised" or (type(got[1][0]) is bool and isinstance(got[1][1], dict))
+            first = texts.index(":") if ":" in texts else None
+            assert paths(vx._epc_check_frmt_dc_bus_rec, texts, names, frmt, print) == (
+                "ok", (first not in (3, 4), first == 4))
+        baseline._WRAP_CHAR = "'"
+
+
+KV_ITEM = st.text("AbcRATE=1.5x_ \u00e9", max_size=12)
+KV_FRMT = st.dictionaries(st.sampled_from(["A", "RATE", "X_", "B\u00c9"]), st.tuples(
+    st.sampled_from(["int", "float", "str"]), st.sampled_from([0, 0.5, "d"])).map(
+    lambda t: {"type": t[0], "defval": t[1]}))
+
+
+@target(st.tuples(st.lists(KV_ITEM, max_size=6), KV_FRMT, st.lists(TEXT, max_size=5)))
+def test_raw_dictionaries(batch):
+    for items, frmt, texts in batch:
+        same("_list_of_key_value_pairs_to_dict_kora", items, frmt)
+        assert agree(outcome(vx._list_of_key_value_pairs_to_dict_kora, tuple(map(Sub, items)), OD(frmt)),
+                     outcome(vx._list_of_key_value_pairs_to_dict_kora, items, frmt))
+        rating = OD((k, {"defval": k, "type": "int"}) for k in ("NUM", "NAME", "DESC"))
+        assert paths(vx._list_of_ratings_items_to_dict_kora, "rating", texts, rating, "l", print)[0] == "ok"
+        table = paths(vx._check_zcorec_table_kora, texts)
+        try:
+            values = [float(t) for t in texts]
+        except ValueError:
+            assert table == ("ok", (False, []))
+        else:
+            assert agree(table, ("ok", (sum(values) == 0.0, values)))
+
+
+# ---------------------------------------------------------------------------
+# Formatters
+# ---------------------------------------------------------------------------
+
+QUOTED = st.text("'\"ab \u4e2d\U0001f600", max_size=8)
+WRAP = st.sampled_from(["'", '"', "", "ab"])
+
+
+@target(st.tuples(st.floats() | st.integers(-10 ** 30, 10 ** 30), QUOTED, WRAP, WRAP, st.integers(-3, 12),
+                  st.integers(-3, 12), st.lists(QUOTED | st.integers() | st.floats(), max_size=3)))
+def test_field_text(batch):
+    for number, text, prnt, char, outsiz, sfxsiz, sfxlist in batch:
+        g = "{0:g}".format(number)
+        plain = "." in g or "e" in g or g.lstrip("-") in ("inf", "nan")
+        assert vx._convert_float_to_string(number) == (g if plain else g + ".0")
+        with rebound(_WRAP_PRNT=prnt, _WRAP_CHAR=char):
+            wrapped = vx._get_wrapped_string(text)
+            assert wrapped == (text if prnt and prnt in text else prnt + text + prnt)
+            assert vx._get_wrapped_string(Sub(text)) == wrapped
+            assert vx._get_unwrapped_string(text) == vx._get_unwrapped_string(Sub(text)) == text.replace(prnt, "")
+            sized = outcome(vx._get_sized_string, text, outsiz, sfxsiz, sfxlist)[0]
+            with through_interpreter("_get_unwrapped_string"):
+                assert agree(outcome(vx._get_sized_string, Sub(text), outsiz, sfxsiz, tuple(sfxlist))[0], sized)
+            width = outsiz - sfxsiz
+            if width < 0:
+                assert sized[0] == "raised" and sized[1] is ValueError
+            else:
+                suffixes = "".join((s if type(s) is str else str(s)).replace(prnt, "") for s in sfxlist)
+                assert sized == ("ok", char + text.replace(prnt, "")[:width].ljust(width) + suffixes + char)
+
+
+@target(st.tuples(st.lists(st.integers(-10 ** 15, 10 ** 15), max_size=30), st.integers(1, 30),
+                  st.lists(st.tuples(st.integers(), QUOTED), min_size=1, max_size=12),
+                  st.dictionaries(st.integers() | QUOTED, st.integers() | QUOTED, max_size=5)))
+def test_messages(batch):
+    for numbers, fmtsz, pairs, dictnam in batch:
+        for inlist, vtyp in ((numbers, "int"), (pairs, "tuple")):
+            sent, printed = [], io.StringIO()
+            vx._progress_message_format_print(" H\n", inlist, vtyp, True, fmtsz, sent.append)
+            with contextlib.redirect_stdout(printed), through_interpreter("_get_unwrapped_string"):
+                vx._progress_message_format_print(" H\n", iter(inlist), vtyp, 1, fmtsz, None)
+            assert "".join(sent) == printed.getvalue() and sent[1] == "\n"
+            if vtyp == "int":
+                texts = ["{0:{1}d}, ".format(n, fmtsz) for n in inlist]
+            else:
+                texts = [str(tuple(v.replace("'", "") if type(v) is str else v for v in p)) for p in inlist]
+                texts = ["{0:{1}s}, ".format(t, max(map(len, texts))) for t in texts]
+            lines = sent[0].split("\n")[1:-1]
+            assert "".join(line[9:] for line in lines) + ", " == "".join(texts) or not inlist
+            assert all(line.startswith(" " * 9) and len(line) <= 100 for line in lines) or not inlist
+        sent = []
+        vx._print_dict("T", dictnam, sent.append)
+        keys = [str(k) for k in dictnam]
+        body = sent[0].split("\n")[1:-1]
+        assert len(sent) == 1 and len(body) == len(keys) and len({line.index(" : ") for line in body}) <= 1

@@ -29,7 +29,7 @@ import os
 import re
 import sys
 
-from vxrtool import ROOT, SAMPLES, Log, ProgressLine, command_line, print_notices, vx
+from vxrtool import ROOT, SAMPLES, command_line, print_notices, read_with_log, vx
 
 
 # ---------------------------------------------------------------------------
@@ -327,25 +327,8 @@ def report(reader, path, options, progress):
 
 
 def read_file(path, options, console=None):
-    """Reads one file as the tool does, with its log file, progress line and
-    report; returns the reader (None when the file cannot be read)."""
-    name = os.path.basename(path)
-    console = console or sys.stdout
-    log = Log(vx._get_file_name(name, suffix="_read", extn=".log", path=options.workdir), console,
-              quiet=options.console == "summary", title="Reading %s" % path)
-    console.write("\n==== %s\n" % path)
-    try:
-        log.ticker = ProgressLine(console, os.path.getsize(path))
-        reader = Reader(log, log.announce, log.ticker.update).read_file(path)
-        log.ticker.clear()
-        report(reader, path, options, log.announce)
-    except OSError as e:
-        log.announce(" %sCannot read %s: %s\n" % (vx._PRG_INDENT, path, e.strerror))
-        reader = None
-    finally:
-        log.close()
-    console.write(" %sLog written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(log.path)[1]))
-    return reader
+    return read_with_log(path, options, lambda log: Reader(log, log.announce, log.ticker.update).read_file(path),
+                         lambda reader, progress: report(reader, path, options, progress), console)
 
 
 def main(argv=None, **kwds):

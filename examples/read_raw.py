@@ -15,7 +15,7 @@ import glob
 import os
 import sys
 
-from vxrtool import ROOT, SAMPLES, Log, ProgressLine, command_line, print_notices, vx
+from vxrtool import ROOT, SAMPLES, command_line, print_notices, read_with_log, vx
 
 Group = collections.namedtuple("Group", "name first_name first_type shape")
 
@@ -227,8 +227,8 @@ class RawReader:
             self.formats = FORMATS_34 if self.layout == 34 else FORMATS
             self.typers = {name: Typer(name, frmt) for name, frmt in self.formats.items()}
             for number in range(10 ** 6):
-                spec = groups[number] if number < len(groups) else group("group %d" % (number + 1))
-                self.end = self.read_group(spec)
+                grp = groups[number] if number < len(groups) else group("group %d" % (number + 1))
+                self.end = self.read_group(grp)
                 if self.end != "0":
                     break
             if self.end == "Q":
@@ -258,7 +258,7 @@ class RawReader:
                               " the record groups of version 33.\n" % vx._PRG_INDENT)
 
     # -- groups --------------------------------------------------------------
-    def read_group(self, spec):
+    def read_group(self, grp):
         """Reads one record group; returns "0" at its end line, "Q" at the
         end of data, "eof" at the end of the file."""
         count = 0
@@ -266,13 +266,13 @@ class RawReader:
         while True:
             line = self.next_line()
             if not announced and line is not None and not is_data_end(line):
-                vx._recgrp_name_prgmsg(spec.name, self.announce)  # not for a group the data ends before
+                vx._recgrp_name_prgmsg(grp.name, self.announce)  # not for a group the data ends before
                 announced = True
-            end = "eof" if line is None else self.system_record(line) if spec.shape == "system" else self.record(spec, line)
+            end = "eof" if line is None else self.system_record(line) if grp.shape == "system" else self.record(grp, line)
             if end is not None:
                 if announced:
                     vx._recgrp_name_prgmsg_numrecs(count, self.announce)
-                    self.counts[spec.name] = count
+                    self.counts[grp.name] = count
                 return end
             count += self.last_ok
 
@@ -293,33 +293,33 @@ class RawReader:
             return "0", vlist
         return None, vlist
 
-    def record(self, spec, line):
+    def record(self, grp, line):
         self.last_ok = 0
         first_lnum = self.lnum
-        end, vlist = self.split_first(spec.name, line, spec.first_name, spec.first_type)
+        end, vlist = self.split_first(grp.name, line, grp.first_name, grp.first_type)
         if end is not None:
             return end
-        rec = None if vlist is None else self.typers[spec.name](vlist, line, self.progress)
+        rec = None if vlist is None else self.typers[grp.name](vlist, line, self.progress)
         if rec is None:
-            self.ignored.append((spec.name, first_lnum))
-            more = {"three": 2, "transformer": 3}.get(spec.shape, 0)  # two windings, if it cannot be told
+            self.ignored.append((grp.name, first_lnum))
+            more = {"three": 2, "transformer": 3}.get(grp.shape, 0)  # two windings, if it cannot be told
             if more:
                 self.progress(" %sThe %d lines that follow it belong to the same record and are skipped with it.\n"
                               % (vx._PRG_INDENT, more))
                 self.continuation(more)
             return None
-        if spec.shape == "three":
+        if grp.shape == "three":
             rec["lines"] = self.continuation(2)
-        elif spec.shape == "transformer":
+        elif grp.shape == "transformer":
             rec["lines"] = self.continuation(4 if rec["K"] != 0 else 3)
-        elif spec.shape == "mtdc":
+        elif grp.shape == "mtdc":
             rec["lines"] = self.continuation(rec["NCONV"] + rec["NDCBS"] + rec["NDCLN"])
-        elif spec.shape == "zcorr":
+        elif grp.shape == "zcorr":
             rec["rows"] = self.correction_table(vlist[1:])
-        elif spec.shape == "substation":
+        elif grp.shape == "substation":
             if not self.substation_block(rec):
                 return None
-        self.tally(spec.name, rec)
+        self.tally(grp.name, rec)
         self.last_ok = 1
         return None
 
@@ -502,25 +502,8 @@ def report(reader, options, progress):
 
 
 def read_file(path, options, console=None):
-    """Reads one file as the tool does, with its log file, progress line and
-    report; returns the reader (None when the file cannot be opened)."""
-    name = os.path.basename(path)
-    console = console or sys.stdout
-    log = Log(vx._get_file_name(name, suffix="_read", extn=".log", path=options.workdir), console,
-              quiet=options.console == "summary", title="Reading %s" % path)
-    console.write("\n==== %s\n" % path)
-    try:
-        log.ticker = ProgressLine(console, os.path.getsize(path))
-        reader = RawReader(path, log, log.announce, log.ticker.update).read()
-        log.ticker.clear()
-        report(reader, options, log.announce)
-    except OSError as e:
-        log.announce(" %sCannot read %s: %s\n" % (vx._PRG_INDENT, path, e.strerror))
-        reader = None
-    finally:
-        log.close()
-    console.write(" %sLog written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(log.path)[1]))
-    return reader
+    return read_with_log(path, options, lambda log: RawReader(path, log, log.announce, log.ticker.update).read(),
+                         lambda reader, progress: report(reader, options, progress), console)
 
 
 def main(argv=None, **kwds):

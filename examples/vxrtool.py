@@ -114,3 +114,25 @@ class Log:
     def close(self):
         self.file.write(" %s%s%d messages\n" % (vx._PRG_INDENT, vx._get_time_stamp(), self.messages))
         self.file.close()
+
+
+def read_with_log(path, options, read, report, console=None):
+    """Reads one file as the tool does, with its log file, progress line and
+    report: `read(log)` returns the reader, `report(reader, progress)` lists
+    what it found. Returns the reader (None when the file cannot be read)."""
+    console = console or sys.stdout
+    log = Log(vx._get_file_name(os.path.basename(path), suffix="_read", extn=".log", path=options.workdir),
+              console, quiet=options.console == "summary", title="Reading %s" % path)
+    console.write("\n==== %s\n" % path)
+    try:
+        log.ticker = ProgressLine(console, os.path.getsize(path))
+        reader = read(log)
+        log.ticker.clear()
+        report(reader, log.announce)
+    except OSError as e:
+        log.announce(" %sCannot read %s: %s\n" % (vx._PRG_INDENT, path, e.strerror))
+        reader = None
+    finally:
+        log.close()
+    console.write(" %sLog written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(log.path)[1]))
+    return reader

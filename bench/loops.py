@@ -76,6 +76,8 @@ EPC_BUS_NAMES = ["ibus", "name", "kv", "stn", "semi", "ty", "vsched", "volt", "a
 _TYPES = {"name": "char", "kv": "float", "vsched": "float", "volt": "float", "angle": "float", "vmax": "float",
           "vmin": "float"}
 EPC_BUS_FORMAT = collections.OrderedDict((n, {"type": _TYPES.get(n, "int")}) for n in EPC_BUS_NAMES if n != "semi")
+# A sequential format names every position, the ":" separator's included.
+EPC_BUS_SEQ_FORMAT = collections.OrderedDict((n, {"type": _TYPES.get(n, "int")}) for n in EPC_BUS_NAMES)
 
 
 def _generic(n):

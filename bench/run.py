@@ -18,6 +18,7 @@ import statistics
 import subprocess
 import sys
 import time
+import types
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(HERE)
@@ -38,13 +39,20 @@ def quiet(text):
 
 
 def timed(run, count, reps):
-    """Median seconds per item of run(), which handles `count` items."""
+    """Median seconds per item of run(), which handles `count` items.  As
+    timeit does, the cycle collector is off while a repetition runs: with
+    the inputs of every row alive, a full collection falling into one row
+    would cost it more than its own work (nothing timed makes cycles)."""
     times = []
     for _ in range(reps):
         gc.collect()
-        start = time.perf_counter()
-        run()
-        times.append(time.perf_counter() - start)
+        gc.disable()
+        try:
+            start = time.perf_counter()
+            run()
+            times.append(time.perf_counter() - start)
+        finally:
+            gc.enable()
     return statistics.median(times) / count
 
 
@@ -129,7 +137,25 @@ def measure(args):
         module = timed(lambda: loop(mod_func, arglists), len(arglists), reps)
         base = timed(lambda: loop(base_func, small), len(small), reps)
         flo = timed(lambda: floor(lines), len(lines), reps) if floor else None
-        rows.append(Row(name, module, base, flo, note))
+        rows.append(Row(name, module, base, flo, note or result_note(mod_func, small, base)))
+
+    def result_note(mod_func, small, base):
+        """For the functions that return an OrderedDict: what building and
+        dropping that dictionary alone costs (both sides pay it), and the
+        ratio (b)/(a) it leaves at most."""
+        results = [mod_func(*args) for args in small[:1000]]
+        dicts = [r if isinstance(r, collections.OrderedDict) else r[-1] for r in results]
+        if not all(isinstance(d, collections.OrderedDict) for d in dicts):
+            return ""
+        items = [list(d.items()) for d in dicts]
+        items *= 10
+
+        def build(od=collections.OrderedDict):
+            for i in items:
+                od(i)
+
+        alone = timed(build, len(items), reps)
+        return "result OrderedDict alone: %.0f ns, so (b)/(a) at most %.1f" % (alone * 1e9, base / alone)
 
     def csv_raw(items):
         for _ in csv.reader(items, skipinitialspace=True, quotechar="'"):
@@ -170,24 +196,49 @@ def measure(args):
         row("_epc_assign_data_values_common", vx._epc_assign_data_values_common, py._epc_assign_data_values_common,
             each(given, "bus", 1, after=(frmt, quiet)))
         row("_pslf_seq_assign_data_values", vx._pslf_seq_assign_data_values, py._pslf_seq_assign_data_values,
-            each(values, "bus", 1, after=(frmt, quiet)))
+            each(values, "bus", 1, after=(loops.EPC_BUS_SEQ_FORMAT, quiet)))
 
     # Whole-file loops: the module on the large case; both on the small case,
     # whose mix of records is the same, for the ratio.
     small_raw = read_lines(raw_small)
     big = timed(lambda: loops.read_raw(vx, raw_lines), len(raw_lines), max(1, reps - 2))
     mod = timed(lambda: loops.read_raw(vx, small_raw), len(small_raw), reps)
-    base = timed(lambda: loops.read_raw(py, small_raw), len(small_raw), 1)
+    base = timed(lambda: loops.read_raw(py, small_raw), len(small_raw), max(1, reps - 2))
     rows.append(Row("RAW reading loop, whole file", mod, base, None,
                     "%d lines; %.0f ns/line on %d lines" % (len(small_raw), big * 1e9, len(raw_lines))))
     if loops.epc_available():
         small_epc = read_lines(epc_small)
         big = timed(lambda: loops.read_epc(vx, epc_lines), len(epc_lines), max(1, reps - 2))
         mod = timed(lambda: loops.read_epc(vx, small_epc), len(small_epc), reps)
-        base = timed(lambda: loops.read_epc(py, small_epc), len(small_epc), 1)
+        base = timed(lambda: loops.read_epc(py, small_epc), len(small_epc), max(1, reps - 2))
+        dicts = epc_result_cost(small_epc, reps)
         rows.append(Row("EPC reading loop, whole file", mod, base, None,
-                        "%d lines; %.0f ns/line on %d lines" % (len(small_epc), big * 1e9, len(epc_lines))))
+                        "%d lines; %.0f ns/line on %d lines; result OrderedDicts alone: %.0f ns/line, "
+                        "so (b)/(a) at most %.1f" % (len(small_epc), big * 1e9, len(epc_lines), dicts * 1e9,
+                                                     base / dicts)))
     return rows, len(raw_lines), len(epc_lines)
+
+
+def epc_result_cost(lines, reps):
+    """Seconds per line that building and dropping the EPC loop's result
+    dictionaries costs by itself: the same OrderedDicts made from their
+    items, with nothing else of the loop."""
+    items = []
+
+    def assign(*args):
+        ierr, valsdict = vxrcomn._epc_assign_data_values(*args)
+        items.append(list(valsdict.items()))
+        return ierr, valsdict
+
+    loops.read_epc(types.SimpleNamespace(_get_values_from_data_line_text_pslf=
+                                         vxrcomn._get_values_from_data_line_text_pslf,
+                                         _epc_assign_data_values=assign), lines)
+
+    def build(od=collections.OrderedDict):
+        for i in items:
+            od(i)
+
+    return timed(build, len(lines), reps)
 
 
 def peak_rss_mib(code):

@@ -213,10 +213,6 @@ Ref key_list(State& st, PyObject* frmtdct) {
 // _epc_assign_data_values_common
 // ---------------------------------------------------------------------------
 
-namespace {
-
-}  // namespace
-
 Ref assign_common(State& st, PyObject* recgrp, PyObject* lnumstr, GivenTexts& given, PyObject* frmtdct,
                   PyObject* progress) {
     bool ierr = false;

@@ -38,22 +38,37 @@ def quiet(text):
     pass
 
 
-def timed(run, count, reps):
-    """Median seconds per item of run(), which handles `count` items.  As
-    timeit does, the cycle collector is off while a repetition runs: with
-    the inputs of every row alive, a full collection falling into one row
-    would cost it more than its own work (nothing timed makes cycles)."""
-    times = []
-    for _ in range(reps):
-        gc.collect()
-        gc.disable()
-        try:
-            start = time.perf_counter()
-            run()
-            times.append(time.perf_counter() - start)
-        finally:
-            gc.enable()
-    return statistics.median(times) / count
+class Clock:
+    """Timings taken in rounds: each round times every registered run once,
+    and a timing is the median of its rounds.  On a shared machine a slow
+    spell then costs each run one round, not one run all its rounds.  As
+    timeit does, the cycle collector is off while a run is timed: with the
+    inputs of every row alive, a full collection falling into one run would
+    cost it more than its own work (nothing timed makes cycles)."""
+
+    def __init__(self):
+        self.runs = []
+
+    def add(self, run, count, rounds=None):
+        """Registers run(), which handles `count` items; returns a function
+        that gives the median seconds per item once the rounds are run."""
+        times = []
+        self.runs.append((run, rounds, times))
+        return lambda: statistics.median(times) / count
+
+    def run_rounds(self, rounds):
+        for k in range(rounds):
+            for run, limit, times in self.runs:
+                if limit is not None and k >= limit:
+                    continue
+                gc.collect()
+                gc.disable()
+                try:
+                    start = time.perf_counter()
+                    run()
+                    times.append(time.perf_counter() - start)
+                finally:
+                    gc.enable()
 
 
 def read_lines(path):
@@ -123,9 +138,10 @@ def measure(args):
     epc_lines = read_lines(epc_big)
     R = raw_inputs(raw_lines, n_mod)
     E = epc_inputs(epc_lines, n_mod)
-    rows = []
+    clock = Clock()
+    rows = []  # each a function that makes the Row once the rounds are run
 
-    def row(name, mod_func, base_func, arglists, floor=None, lines=None, note=""):
+    def row(name, mod_func, base_func, arglists, floor=None, lines=None):
         """Both functions called on each argument tuple of arglists, results
         dropped at once; floor(lines) streams the csv reader."""
         small = arglists[:n_base]
@@ -134,28 +150,28 @@ def measure(args):
             for args in items:
                 func(*args)
 
-        module = timed(lambda: loop(mod_func, arglists), len(arglists), reps)
-        base = timed(lambda: loop(base_func, small), len(small), reps)
-        flo = timed(lambda: floor(lines), len(lines), reps) if floor else None
-        rows.append(Row(name, module, base, flo, note or result_note(mod_func, small, base)))
+        module = clock.add(lambda: loop(mod_func, arglists), len(arglists))
+        base = clock.add(lambda: loop(base_func, small), len(small))
+        flo = clock.add(lambda: floor(lines), len(lines)) if floor else lambda: None
+        alone = result_cost(mod_func, small)
+        rows.append(lambda: Row(name, module(), base(), flo(),
+                                "result OrderedDict alone: %.0f ns, so (b)/(a) at most %.1f"
+                                % (alone() * 1e9, base() / alone()) if alone else ""))
 
-    def result_note(mod_func, small, base):
+    def result_cost(mod_func, small):
         """For the functions that return an OrderedDict: what building and
-        dropping that dictionary alone costs (both sides pay it), and the
-        ratio (b)/(a) it leaves at most."""
+        dropping that dictionary alone costs (both sides pay it)."""
         results = [mod_func(*args) for args in small[:1000]]
         dicts = [r if isinstance(r, collections.OrderedDict) else r[-1] for r in results]
         if not all(isinstance(d, collections.OrderedDict) for d in dicts):
-            return ""
-        items = [list(d.items()) for d in dicts]
-        items *= 10
+            return None
+        items = [list(d.items()) for d in dicts] * 10
 
         def build(od=collections.OrderedDict):
             for i in items:
                 od(i)
 
-        alone = timed(build, len(items), reps)
-        return "result OrderedDict alone: %.0f ns, so (b)/(a) at most %.1f" % (alone * 1e9, base / alone)
+        return clock.add(build, len(items))
 
     def csv_raw(items):
         for _ in csv.reader(items, skipinitialspace=True, quotechar="'"):
@@ -200,29 +216,42 @@ def measure(args):
 
     # Whole-file loops: the module on the large case; both on the small case,
     # whose mix of records is the same, for the ratio.
+    few = max(1, reps - 2)
     small_raw = read_lines(raw_small)
-    big = timed(lambda: loops.read_raw(vx, raw_lines), len(raw_lines), max(1, reps - 2))
-    mod = timed(lambda: loops.read_raw(vx, small_raw), len(small_raw), reps)
-    base = timed(lambda: loops.read_raw(py, small_raw), len(small_raw), max(1, reps - 2))
-    rows.append(Row("RAW reading loop, whole file", mod, base, None,
-                    "%d lines; %.0f ns/line on %d lines" % (len(small_raw), big * 1e9, len(raw_lines))))
+    raw = [clock.add(lambda: loops.read_raw(vx, raw_lines), len(raw_lines), few),
+           clock.add(lambda: loops.read_raw(vx, small_raw), len(small_raw)),
+           clock.add(lambda: loops.read_raw(py, small_raw), len(small_raw), few)]
+    rows.append(lambda: Row("RAW reading loop, whole file", raw[1](), raw[2](), None,
+                            "%d lines; %.0f ns/line on %d lines" % (len(small_raw), raw[0]() * 1e9, len(raw_lines))))
     if loops.epc_available():
         small_epc = read_lines(epc_small)
-        big = timed(lambda: loops.read_epc(vx, epc_lines), len(epc_lines), max(1, reps - 2))
-        mod = timed(lambda: loops.read_epc(vx, small_epc), len(small_epc), reps)
-        base = timed(lambda: loops.read_epc(py, small_epc), len(small_epc), max(1, reps - 2))
-        dicts = epc_result_cost(small_epc, reps)
-        rows.append(Row("EPC reading loop, whole file", mod, base, None,
-                        "%d lines; %.0f ns/line on %d lines; result OrderedDicts alone: %.0f ns/line, "
-                        "so (b)/(a) at most %.1f" % (len(small_epc), big * 1e9, len(epc_lines), dicts * 1e9,
-                                                     base / dicts)))
-    return rows, len(raw_lines), len(epc_lines)
+        epc = [clock.add(lambda: loops.read_epc(vx, epc_lines), len(epc_lines), few),
+               clock.add(lambda: loops.read_epc(vx, small_epc), len(small_epc)),
+               clock.add(lambda: loops.read_epc(py, small_epc), len(small_epc), few),
+               clock.add(epc_result_builder(small_epc), len(small_epc)),
+               clock.add(lambda: loops.read_epc(DO_NOTHING, small_epc), len(small_epc))]
+
+        def epc_row():
+            big, mod, base, dicts, bare = (t() for t in epc)
+            return Row("EPC reading loop, whole file", mod, base, None,
+                       "%d lines; %.0f ns/line on %d lines; result OrderedDicts alone: %.0f ns/line, the loop's "
+                       "own Python with do-nothing functions: %.0f ns/line, so (b)/(a) at most %.1f"
+                       % (len(small_epc), big * 1e9, len(epc_lines), dicts * 1e9, bare * 1e9, base / (dicts + bare)))
+
+        rows.append(epc_row)
+    clock.run_rounds(reps)
+    return [make() for make in rows], len(raw_lines), len(epc_lines)
 
 
-def epc_result_cost(lines, reps):
-    """Seconds per line that building and dropping the EPC loop's result
-    dictionaries costs by itself: the same OrderedDicts made from their
-    items, with nothing else of the loop."""
+# The EPC loop with functions that do nothing: what the loop costs by itself.
+DO_NOTHING = types.SimpleNamespace(_get_values_from_data_line_text_pslf=lambda *args: [],
+                                   _epc_assign_data_values=lambda *args: (False, None))
+
+
+def epc_result_builder(lines):
+    """A run that builds and drops the EPC loop's result dictionaries by
+    themselves: the same OrderedDicts made from their items, with nothing
+    else of the loop."""
     items = []
 
     def assign(*args):
@@ -238,7 +267,7 @@ def epc_result_cost(lines, reps):
         for i in items:
             od(i)
 
-    return timed(build, len(lines), reps)
+    return build
 
 
 def peak_rss_mib(code):
@@ -249,7 +278,13 @@ def peak_rss_mib(code):
 
 def memory(raw_path):
     prologue = "import resource, vxrcomn, loops\n"
-    epilogue = "print(resource.getrusage(resource.RUSAGE_SELF).ru_maxrss / 1024)\n"
+    # The process's own high-water mark: ru_maxrss also keeps what the
+    # forked child held of this large process before its exec.
+    epilogue = ("try:\n"
+                "    peak = [l.split()[1] for l in open('/proc/self/status') if l.startswith('VmHWM')][0]\n"
+                "except OSError:\n"
+                "    peak = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss\n"
+                "print(int(peak) / 1024)\n")
     idle = peak_rss_mib(prologue + "f = open(%r, encoding='latin-1')\n" % raw_path + epilogue)
     streaming = peak_rss_mib(prologue + "with open(%r, encoding='latin-1') as f:\n"
                                         "    print(loops.read_raw(vxrcomn, f), 'records')\n" % raw_path + epilogue)

@@ -315,7 +315,7 @@ def main():
         print("| `%s` | %s | %s | %s | %s | %s | %s |" % (r.name, fmt(r.module), fmt(r.base), fmt(r.floor), ratio_b,
                                                        ratio_c, r.note))
     print("\nPeak RSS reading the RAW case line by line: %.1f MiB; interpreter with the module and the file "
-          "open: %.1f MiB; difference %.1f MiB" % (streaming, idle, streaming - idle))
+          "open: %.1f MiB; difference %.1f MiB" % (streaming, idle, round(streaming - idle, 1) + 0.0))
 
 
 if __name__ == "__main__":

@@ -29,7 +29,7 @@ import os
 import re
 import sys
 
-from vxrtool import ROOT, SAMPLES, command_line, print_notices, read_with_log, vx
+from vxrtool import ROOT, SAMPLES, command_line, print_notices, read_all, read_with_log, vx
 
 
 # ---------------------------------------------------------------------------
@@ -340,11 +340,7 @@ def main(argv=None, **kwds):
     # one, with its notice, when the requested one is not supported.
     with print_notices(sys.stdout.write):
         options.kora_vrsn = vx._check_kora_version(options.kora_vrsn)
-    status = 0
-    for path in files:
-        if read_file(path, options) is None:
-            status = 1
-    return status
+    return read_all(files, options, read_file)
 
 
 if __name__ == "__main__":

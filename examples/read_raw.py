@@ -15,7 +15,7 @@ import glob
 import os
 import sys
 
-from vxrtool import ROOT, SAMPLES, command_line, print_notices, read_with_log, vx
+from vxrtool import ROOT, SAMPLES, command_line, print_notices, read_all, read_with_log, vx
 
 Group = collections.namedtuple("Group", "name first_name first_type shape")
 
@@ -512,11 +512,7 @@ def main(argv=None, **kwds):
     if not paths:
         paths = sorted(glob.glob(os.path.join(SAMPLES, "*.raw")))
     options = vx._get_arguments_as_attr(OPTIONS, given)  # creates the work folder when missing
-    status = 0
-    for path in paths:
-        if read_file(path, options) is None:
-            status = 1
-    return status
+    return read_all(paths, options, read_file)
 
 
 if __name__ == "__main__":

@@ -136,3 +136,9 @@ def read_with_log(path, options, read, report, console=None):
         log.close()
     console.write(" %sLog written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(log.path)[1]))
     return reader
+
+
+def read_all(paths, options, read_file):
+    """Reads each file in turn; the exit status: 1 when one could not be read."""
+    unread = [path for path in paths if read_file(path, options) is None]
+    return 1 if unread else 0

@@ -105,6 +105,28 @@ Ref format(State& st, PyObject* templ, std::initializer_list<PyObject*> args, Lo
     return format(st, templ, args.begin(), args.size(), where);
 }
 
+Ref wrap_between(State& st, PyObject* text, PyObject* wrap, Loc where) {
+    if (!PyUnicode_CheckExact(text) || !PyUnicode_CheckExact(wrap)) {
+        return format(st, st.n.wrap_template, {text, wrap}, where);
+    }
+    if (PyUnicode_READY(text) < 0 || PyUnicode_READY(wrap) < 0) fail(where);
+    const Py_ssize_t nt = PyUnicode_GET_LENGTH(text), nw = PyUnicode_GET_LENGTH(wrap);
+    if (nw == 0) return Ref::new_ref(text);
+    Py_UCS4 maxchar = PyUnicode_MAX_CHAR_VALUE(text);
+    if (PyUnicode_MAX_CHAR_VALUE(wrap) > maxchar) maxchar = PyUnicode_MAX_CHAR_VALUE(wrap);
+    if (nt > PY_SSIZE_T_MAX - 2 * nw) {
+        PyErr_NoMemory();
+        fail(where);
+    }
+    Ref out = check(PyUnicode_New(nt + 2 * nw, maxchar), where);
+    if (PyUnicode_CopyCharacters(out.get(), 0, wrap, 0, nw) < 0 ||
+        PyUnicode_CopyCharacters(out.get(), nw, text, 0, nt) < 0 ||
+        PyUnicode_CopyCharacters(out.get(), nw + nt, wrap, 0, nw) < 0) {
+        fail(where);
+    }
+    return out;
+}
+
 void unpack(PyObject* obj, Ref* out, Py_ssize_t n, Loc where) {
     if ((PyTuple_CheckExact(obj) && PyTuple_GET_SIZE(obj) == n) || (PyList_CheckExact(obj) && PyList_GET_SIZE(obj) == n)) {
         PyObject** items = PySequence_Fast_ITEMS(obj);

@@ -336,6 +336,10 @@ inline Ref method(PyObject* obj, PyObject* name, PyObject* a, PyObject* b, Loc w
 Ref format(State& st, PyObject* templ, std::initializer_list<PyObject*> args, Loc where = VXR_CALLER);
 Ref format(State& st, PyObject* templ, PyObject* const* args, size_t nargs, Loc where = VXR_CALLER);
 
+// "{1}{0}{1}".format(text, wrap): for two exact str, the concatenation it
+// comes to, made in one allocation.
+Ref wrap_between(State& st, PyObject* text, PyObject* wrap, Loc where = VXR_CALLER);
+
 inline Ref getattr(PyObject* obj, PyObject* name, Loc where = VXR_CALLER) {
     return check(PyObject_GetAttr(obj, name), where);
 }

@@ -26,38 +26,9 @@ Ref record_ignored_tail(State& st, PyObject* recgrp, PyObject* lnumstr) {
     return add(tail.get(), st.n.epc_tail_end);
 }
 
-namespace {
-
-// wrap + text + wrap in one allocation, for two exact str.
-Ref concat_around(PyObject* text, PyObject* wrap) {
-    Py_ssize_t nt = PyUnicode_GET_LENGTH(text), nw = PyUnicode_GET_LENGTH(wrap);
-    if (nw == 0) return Ref::new_ref(text);
-    Py_UCS4 maxchar = PyUnicode_MAX_CHAR_VALUE(text);
-    if (PyUnicode_MAX_CHAR_VALUE(wrap) > maxchar) maxchar = PyUnicode_MAX_CHAR_VALUE(wrap);
-    if (nt > PY_SSIZE_T_MAX - 2 * nw) {
-        PyErr_NoMemory();
-        fail(VXR_HERE);
-    }
-    Ref out = check(PyUnicode_New(nt + 2 * nw, maxchar), VXR_HERE);
-    if (PyUnicode_CopyCharacters(out.get(), 0, wrap, 0, nw) < 0 ||
-        PyUnicode_CopyCharacters(out.get(), nw, text, 0, nt) < 0 ||
-        PyUnicode_CopyCharacters(out.get(), nw + nt, wrap, 0, nw) < 0) {
-        fail(VXR_HERE);
-    }
-    return out;
-}
-
-}  // namespace
-
 Ref wrapped(State& st, PyObject* text) {
     Ref wrap = global(st, st.n.WRAP_CHAR);
-    // str.format of an exact str with no format given is the str itself, so
-    // for two exact str the template is a plain concatenation.
-    if (PyUnicode_CheckExact(text) && PyUnicode_CheckExact(wrap.get())) {
-        if (PyUnicode_READY(text) < 0 || PyUnicode_READY(wrap.get()) < 0) fail(VXR_HERE);
-        return concat_around(text, wrap.get());
-    }
-    return format(st, st.n.wrap_template, {text, wrap.get()});
+    return wrap_between(st, text, wrap.get());
 }
 
 Ref default_value(State& st, ItemType type) {

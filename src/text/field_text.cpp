@@ -50,11 +50,7 @@ Ref get_wrapped_string(State& st, PyObject* instr) {
         if (!check_status(PyObject_RichCompareBool(widx.get(), zero.get(), Py_LT))) return Ref::new_ref(instr);
     }
     wrap = global(st, st.n.WRAP_PRNT);
-    if (PyUnicode_CheckExact(instr) && PyUnicode_CheckExact(wrap.get())) {
-        Ref head = add(wrap.get(), instr);
-        return add(head.get(), wrap.get());
-    }
-    return format(st, st.n.wrap_template, {instr, wrap.get()});
+    return wrap_between(st, instr, wrap.get());
 }
 
 // ---------------------------------------------------------------------------
@@ -82,7 +78,7 @@ Ref get_sized_string(State& st, PyObject* const* a) {
         append_text(tmpstr, each.get());
     }
     Ref wrap = global(st, st.n.WRAP_CHAR);
-    return format(st, st.n.wrap_template, {tmpstr.get(), wrap.get()});
+    return wrap_between(st, tmpstr.get(), wrap.get());
 }
 
 }  // namespace

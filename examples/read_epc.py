@@ -29,7 +29,7 @@ import os
 import re
 import sys
 
-from vxrtool import ROOT, SAMPLES, command_line, print_notices, read_all, read_with_log, vx
+from vxrtool import ROOT, SAMPLES, command_line, print_notices, read_all, read_with_log, vx, write_summary
 
 
 # ---------------------------------------------------------------------------
@@ -313,12 +313,7 @@ def report(reader, path, options, progress):
     summary["records ignored"] = len(reader.ignored)
     summary["messages"] = getattr(reader.progress, "messages", "-")
     vx._print_dict("Records read per group", summary, progress)
-    listing = vx._get_file_name(name, suffix="_summary", path=options.workdir)
-    vx._print_dict_to_file("Records read per group in %s" % name, summary, listing)
-    progress(" %sListing written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(listing)[1]))
-    if reader.ignored:
-        vx._progress_message_format_print(" Records ignored (group, line):\n", reader.ignored[:30], "tuple",
-                                          progress=progress)
+    write_summary(name, summary, reader.ignored, options.workdir, progress)
     buses = reader.first_records["bus"][:options.buses_written_back]
     if buses:
         progress(" %sBus records as KORA RAW version %d bus lines:\n" % (vx._PRG_INDENT, options.kora_vrsn))

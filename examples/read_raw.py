@@ -15,7 +15,7 @@ import glob
 import os
 import sys
 
-from vxrtool import ROOT, SAMPLES, command_line, print_notices, read_all, read_with_log, vx
+from vxrtool import ROOT, SAMPLES, command_line, print_notices, read_all, read_with_log, vx, write_summary
 
 Group = collections.namedtuple("Group", "name first_name first_type shape")
 
@@ -485,12 +485,7 @@ def report(reader, options, progress):
     summary["data ended by"] = {"Q": "the Q line", "0": "the last group", "eof": "the end of the file"}[reader.end]
     if options.listing == "console":
         vx._print_dict("Records read per group", summary, progress)
-    listing = vx._get_file_name(name, suffix="_summary", path=options.workdir)
-    vx._print_dict_to_file("Records read per group in %s" % name, summary, listing)
-    progress(" %sListing written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(listing)[1]))
-    if reader.ignored:
-        vx._progress_message_format_print(" Records ignored (group, line):\n", reader.ignored[:30], "tuple",
-                                          progress=progress)
+    write_summary(name, summary, reader.ignored, options.workdir, progress)
     generators = [rec["I"] for rec in reader.first_records["generator"]]
     if generators:
         vx._progress_message_format_print(" First generator buses:\n", generators, "int", fmtsz=vx._LEN_BUSNUM,

@@ -142,3 +142,13 @@ def read_all(paths, options, read_file):
     """Reads each file in turn; the exit status: 1 when one could not be read."""
     unread = [path for path in paths if read_file(path, options) is None]
     return 1 if unread else 0
+
+
+def write_summary(name, summary, ignored, workdir, progress):
+    """The summary listing file of one reading, and the first records ignored."""
+    listing = vx._get_file_name(name, suffix="_summary", path=workdir)
+    vx._print_dict_to_file("Records read per group in %s" % name, summary, listing)
+    progress(" %sListing written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(listing)[1]))
+    if ignored:
+        vx._progress_message_format_print(" Records ignored (group, line):\n", ignored[:30], "tuple",
+                                          progress=progress)

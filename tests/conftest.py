@@ -91,9 +91,9 @@ def pytest_terminal_summary(terminalreporter):
     leaks = sys.modules.get("leakcheck")
     if leaks is not None and leaks.RESULTS:
         results = leaks.RESULTS
-        write("leak checks: %d, of %d functions, %d calls in all; blocks grown at most %d (limit %d)" % (
-            len(results), len({name for name, _, _ in results}), sum(calls for _, calls, _ in results),
-            max(grown for _, _, grown in results), leaks.SLACK_BLOCKS))
+        write("leak checks: %d, of %d functions, %d rounds each, %d calls in all; blocks grown at most %d (limit %d)"
+              % (len(results), len({name for name, _, _ in results}), leaks.ROUNDS,
+                 sum(calls for _, calls, _ in results), max(grown for _, _, grown in results), leaks.SLACK_BLOCKS))
     if not FUZZ_STATS or not os.environ.get("VXR_FUZZ_SECONDS"):
         return
     for name, (cases, seconds) in sorted(FUZZ_STATS.items()):

@@ -1,0 +1,271 @@
+"""The call table (calls.py): every row on the fast and the generic paths,
+hostile objects in every argument of each function's first good and bad
+rows, hostile progress callables on its reporting rows, and every row's
+reference leaks."""
+import collections
+import contextlib
+import inspect
+import io
+import os
+import re
+import shlex
+import shutil
+import tempfile
+import threading
+import time
+import traceback
+import types
+
+import pytest
+
+import hostile
+import vxrcomn
+from calls import ANY, CALLS, DEL, E, Fresh, P, Tap
+from leakcheck import leaks
+
+# The generic paths: the standard modules replaced by look-alikes and the
+# module's own functions reached through the interpreter.
+GENERIC = {"re": types.SimpleNamespace(compile=re.compile),
+           "shlex": types.SimpleNamespace(split=shlex.split, shlex=shlex.shlex),
+           "collections": types.SimpleNamespace(OrderedDict=collections.OrderedDict)}
+OWN = ["_split_textline_kora", "_split_txtline_to_values_kora_no_check_vlist", "_epc_assign_data_values_common",
+       "_get_unwrapped_string", "_file_PNX", "_print_dict"]
+NAMES = sorted(CALLS)
+
+
+@pytest.fixture
+def workspace(tmp_path, monkeypatch):
+    """The current folder for the file functions, with a file and a name
+    taken; in memory where it can be (a file truncated on disk costs ms)."""
+    folder = tempfile.mkdtemp(dir="/dev/shm") if os.path.isdir("/dev/shm") else str(tmp_path)
+    monkeypatch.chdir(folder)
+    for name in ("file", "a_b_20240307_140509.txt"):
+        open(name, "w").close()
+    yield folder
+    shutil.rmtree(folder)
+
+
+@contextlib.contextmanager
+def globals_as(generic, glob):
+    saved = dict(vxrcomn.__dict__)
+    if generic:
+        vxrcomn.__dict__.update(GENERIC)
+        vxrcomn.__dict__.update({n: lambda *a, own=saved[n], **k: own(*a, **k) for n in OWN})
+    for name, value in glob.items():
+        vxrcomn.__dict__.pop(name) if value is DEL else vxrcomn.__dict__.__setitem__(name, value)
+    try:
+        yield
+    finally:
+        vxrcomn.__dict__.clear()  # the same dict object: the functions hold it
+        vxrcomn.__dict__.update(saved)
+
+
+def made(r, progress):
+    def arg(a):
+        if a is P:
+            return progress
+        return (lambda text, fn=a.fn: progress(text) or fn(text)) if isinstance(a, Tap) else a
+    args = r.args.make() if isinstance(r.args, Fresh) else r.args
+    return [arg(a) for a in args], {k: arg(v) for k, v in r.kw.items()}
+
+
+def run(name, r, generic=False):
+    """(result or exception, messages, printed text) of one row."""
+    func, messages, printed = getattr(vxrcomn, name), [], io.StringIO()
+    with globals_as(generic, r.glob), contextlib.redirect_stdout(printed):
+        args, kw = made(r, messages.append)
+        try:
+            got = func(*args, **kw)
+            got = ("attrs", vars(got)) if type(got) is vxrcomn._SimpleObject else got
+        except Exception as e:
+            got = e
+    return got, messages, printed.getvalue()
+
+
+def check(name, r, generic):
+    got, messages, printed = run(name, r, generic)
+    exp, where = r.expected, (name, r, "generic" if generic else "fast")
+    if isinstance(exp, E):
+        assert type(got) is exp.type, (where, got)
+        text = exp.text
+        assert (text.fullmatch(str(got)) if isinstance(text, re.Pattern) else
+                text[1:] in str(got) if text.startswith("~") else text in ("", str(got))), (where, str(got))
+        assert exp.ctx is ANY or isinstance(got.__context__, exp.ctx or type(None)), (where, got.__context__)
+        frames = [f.name for f in traceback.extract_tb(got.__traceback__)]
+        assert not exp.own or "vxrcomn." + name in frames, (where, frames)
+    elif isinstance(exp, re.Pattern):
+        assert isinstance(got, str) and exp.fullmatch(got), (where, got)
+    else:
+        assert repr(got) == repr(exp), where
+    assert (messages, printed) == (r.msgs, r.out), where
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_calls(name, workspace):
+    for generic in (False, True):
+        for r in CALLS[name]:
+            check(name, r, generic)
+
+
+def plain(name, reporting=False):
+    """A function's rows without replaced globals, keywords or fresh
+    arguments; the reporting ones (messages or an exception) only."""
+    return [r for r in CALLS[name] if not (r.glob or r.kw or isinstance(r.args, Fresh))
+            and (not reporting or r.msgs or isinstance(r.expected, E))]
+
+
+REPORTING = {name: next(r for r in plain(name, True) if r.msgs and P in r.args) for name in NAMES
+             if "progress" in inspect.signature(getattr(vxrcomn, name)).parameters}
+
+
+def test_the_table_reaches_every_function_on_good_and_bad_input(vx):
+    functions = {n for n, f in vars(vx).items() if type(f).__name__ == "builtin_function_or_method"}
+    assert set(CALLS) == functions and len(functions) == 35
+    assert all(plain(name) and plain(name, True) for name in NAMES)
+    assert len(REPORTING) == 15
+
+
+class Sink:
+    """A console that keeps nothing (a file's buffer would grow and shrink)."""
+    def write(self, text):
+        return len(text)
+
+
+def quietly(func, r, generic):
+    """One call of a row as its own globals and path have it."""
+    def call():
+        with globals_as(generic, r.glob):
+            args, kw = made(r, len)
+            try:
+                func(*args, **kw)
+            except Exception:
+                pass
+    return call
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_no_leak(name, workspace):
+    """Every row called once a round, on each path; a leak is then looked
+    for row by row, to name it."""
+    func, rows = getattr(vxrcomn, name), CALLS[name]
+    watch = [a for r in rows if not isinstance(r.args, Fresh) for a in list(r.args) + list(r.kw.values())]
+    with contextlib.redirect_stdout(Sink()):
+        for generic in (False, True):
+            calls = [quietly(func, r, generic) for r in rows]
+            if leaks(lambda: [call() for call in calls], watch, name, len(rows)):
+                for r, call in zip(rows, calls):
+                    assert not leaks(call, [], name), (r, "generic" if generic else "fast")
+
+
+def texts(obj):
+    """Every text inside obj (lists, tuples, dict values), first path part."""
+    if isinstance(obj, str):
+        return {str.split(obj, "/")[0]}
+    inner = obj.values() if isinstance(obj, dict) else obj if isinstance(obj, (list, tuple)) else ()
+    return set().union(*map(texts, inner)) if inner else set()
+
+
+@pytest.mark.parametrize("name", NAMES)
+def test_hostile_arguments(name, workspace):
+    """Any object in any argument gives a result or an ordinary exception,
+    and makes no file or folder but under a name it was given."""
+    func, rows = getattr(vxrcomn, name), [plain(name)[0], plain(name, True)[0]]
+    before = set(os.listdir(workspace))
+    with open(os.devnull, "w") as devnull, contextlib.redirect_stdout(devnull):
+        for r in rows:
+            # An integer file name is a descriptor: True would close stdout.
+            skip = (lambda position, value: position == 2 and isinstance(value, int)) \
+                if name == "_print_dict_to_file" else None
+            hostile.sweep(func, [len if a is P else a for a in r.args], skip)
+    named = texts([r.args for r in rows]) | texts(hostile.VALUES)
+    named |= {os.fsdecode(bytes(v)) for v in hostile.VALUES if isinstance(v, (bytes, bytearray))}
+    assert set(os.listdir(workspace)) - before <= named
+
+
+def outcome(name, progress):
+    func, r = getattr(vxrcomn, name), REPORTING[name]
+    try:
+        return "ok", func(*[progress if a is P else a for a in r.args])
+    except Exception as e:
+        return "raised", type(e), str(e)
+
+
+@pytest.mark.parametrize("name", sorted(REPORTING))
+def test_hostile_progress(name):
+    """Raising: the error leaves through the function, which the traceback
+    names.  Rebinding or emptying the globals: a result or an ordinary error.
+    Calling back into the module: what a plain progress gets.  Recursing
+    without end: RecursionError, and the module works as before."""
+    quiet = outcome(name, len)
+    args = REPORTING[name].args
+    with pytest.raises(RuntimeError, match="^progress$") as info:
+        getattr(vxrcomn, name)(*[hostile.raising_progress if a is P else a for a in args])
+    names = [frame.name for frame in traceback.extract_tb(info.tb)]
+    assert "vxrcomn." + name in names and names[-1] == "raising_progress"
+    for progress in hostile.REBINDING:
+        hostile.call(getattr(vxrcomn, name), [progress if a is P else a for a in args])
+    messages, again = [], []
+    assert outcome(name, lambda t: again.append(t) or hostile.reentrant_progress(t)) == outcome(name, messages.append)
+    assert again == messages
+    assert outcome(name, hostile.recursive_progress)[1] is RecursionError
+    assert outcome(name, len) == quiet
+
+
+def test_threads_that_switch_inside_progress():
+    """Other threads run in the middle of each call: no state is shared."""
+    progress = lambda t: time.sleep(0) or vxrcomn._get_unwrapped_string(t)  # noqa: E731
+    expected = [outcome(name, progress) for name in REPORTING]
+    results = []
+    threads = [threading.Thread(target=lambda: results.extend([outcome(n, progress) for n in REPORTING]
+                                                               for _ in range(50))) for _ in range(4)]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    assert results == [expected] * 200
+
+
+# `make check` runs the full 100 MB; `make test` a smaller line of the same kinds.
+HUGE = int(os.environ.get("VXR_HUGE_LINE", 16 * 2 ** 20))
+Q = "'"
+OD = collections.OrderedDict
+HUGE_CASES = [  # made only when the test runs: (function, arguments, result or E)
+    lambda x: ("_check_eof_blank_line_kora", ("1, " + x,), (False, False)),
+    lambda x: ("_split_textline_kora", ("1, ,, '" + x + "' # c",), ["1", "_ifc", "_ifc", x]),
+    lambda x: ("_split_textline_kora", (Q + x,), E(Exception, "Error reading line: " + Q + x)),
+    lambda x: ("_split_textline_kora_keyvalue_pair", ("g", "A = " + x, len), (False, False, "A=" + x, ["A=" + x])),
+    lambda x: ("_split_txtline_to_values_kora", ("bus", x + ", 1", "I", "int", len), (False, True, x, [x, "1"])),
+    lambda x: ("_split_txtline_to_values_kora_no_check_00", (" " * len(x) + "0",), (False, 0)),
+    lambda x: ("_split_data_line_text_pslf", (x + "  \u4e2d",), [x, "\u4e2d"]),
+    lambda x: ("_get_values_from_data_line_text_pslf", ("bus", 1, '"' + x + ' x" 1', len), [x + " x", "1"]),
+    lambda x: ("_get_values_from_data_line_text_pslf", ("bus", 1, x + "\\", len),
+               E(TypeError, "not all arguments converted during string formatting")),
+    lambda x: ("_pslf_seq_assign_data_values", ("bus", 1, [x, x], {"a": {"type": "int"}, "b": {"type": "c"}}, len),
+               (True, OD())),
+    lambda x: ("_get_wrapped_string", (x,), Q + x + Q),
+    lambda x: ("_get_unwrapped_string", (Q + x + Q,), x),
+    lambda x: ("_get_sized_string", (x, 12, 2, [x[:3]]), Q + "x" * 13 + Q),
+    lambda x: ("_file_PNX", (x + ".Raw",), ("", x + ".Raw", x, ".Raw", ".raw")),
+    lambda x: ("_print_dict", ("T", {x: 1, 2: x}, len), None),
+]
+
+
+@pytest.fixture(scope="module")
+def x():
+    return "x" * HUGE
+
+
+@pytest.mark.parametrize("index", range(len(HUGE_CASES)))
+def test_one_huge_line(x, index):
+    name, args, expected = HUGE_CASES[index](x)
+    start = time.perf_counter()
+    try:
+        got = getattr(vxrcomn, name)(*args)
+    except Exception as e:
+        got = e
+    # Linear work: a 100 MB line takes about a second, not minutes.
+    assert time.perf_counter() - start < 60 * max(1, HUGE / 100e6)
+    if isinstance(expected, E):
+        assert type(got) is expected.type and str(got) == expected.text
+    else:
+        assert got == expected

@@ -1,0 +1,35 @@
+"""The real RAW and EPC files of ../shared/data (skipped where that folder
+is absent): every line split as the plain-Python baseline splits it, on
+both paths, and each file read by its example reader with every message
+explained."""
+import os
+
+import pytest
+
+from conftest import shared_files
+from test_examples import read, read_pslf, unexplained
+from test_fuzz import same, values
+
+FILES = shared_files("raw", ".raw") + shared_files("epc", ".epc")
+
+
+@pytest.mark.parametrize("path", FILES, ids=os.path.basename)
+def test_shared_file(vx, path):
+    with open(path, encoding="latin-1", newline="") as f:
+        lines = f.read().splitlines(True)
+    if path.lower().endswith(".raw"):
+        for line in lines:
+            same("_split_txtline_to_values_kora", "bus", line, "I", "int", print)
+        reader, messages = read(path)
+        assert reader.counts.get("bus", 0) > 0 or len(lines) < 30
+        if reader.stated_version not in (32, 33, 34):
+            assert "KORA version %s specified. Allowed" % reader.stated_version in messages[0]
+    else:
+        for line in lines:
+            assert values(line.rstrip("\r\n")) == values(line.rstrip("\r\n"), generic=True), line
+        reader, messages, announced = read_pslf(path)
+        assert reader.groups[0].name == "bus" and reader.groups[0].read > 0
+        for group in reader.groups:  # a heading whose count the file does not keep is said so
+            assert group.records == group.declared or any(
+                "the heading says %d, the group holds %d" % (group.declared, group.records) in m for m in announced)
+    assert unexplained(messages) == []

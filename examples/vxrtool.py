@@ -1,7 +1,9 @@
 """What the two example readers share, as a VXR conversion tool has it: the
 module on the path, options from the command line through
 _get_arguments_as_attr, a log file that receives every message, and a
-progress line on a terminal."""
+progress line on a terminal.  The console shows a character its encoding
+cannot hold escaped (\\x88, \\u0141); the log and listing files are UTF-8,
+which holds every character read."""
 import contextlib
 import io
 import os
@@ -21,11 +23,27 @@ except ImportError:  # run from a clone with the module built in place
     sys.path.insert(0, ROOT)
     import vxrcomn as vx
 
+# Log and listing files.  Text read as latin-1 holds no surrogate; a file
+# name the file system could not decode does, and goes back as its bytes.
+ENCODING = dict(encoding="utf-8", errors="surrogateescape")
+
+
+def escaping(stream):
+    """The stream, set to write what its encoding cannot hold as \\x88
+    instead of raising: a RAW file read as latin-1 may hold any of the first
+    256 characters, and a cp1252, cp437 or ascii console lacks many."""
+    if hasattr(stream, "reconfigure"):
+        stream.reconfigure(errors="backslashreplace")
+    return stream
+
 
 def command_line(argv, options, usage):
     """(files, kwds) from "--name=value" arguments and file names.  Values
     stay text: _get_arguments_as_attr brings them to the type of each
-    default (a bad one silently keeps the default)."""
+    default (a bad one silently keeps the default).  From here on the
+    console escapes what it cannot show, what the module prints included."""
+    escaping(sys.stdout)
+    escaping(sys.stderr)
     files, kwds = [], {}
     for arg in argv:
         if arg in ("-h", "--help"):
@@ -89,7 +107,7 @@ class Log:
 
     def __init__(self, path, console, quiet=False, title=""):
         self.path = path
-        self.file = open(path, "w", encoding="utf-8")
+        self.file = open(path, "w", **ENCODING)
         self.console = console
         self.quiet = quiet
         self.messages = 0
@@ -120,7 +138,7 @@ def read_with_log(path, options, read, report, console=None):
     """Reads one file as the tool does, with its log file, progress line and
     report: `read(log)` returns the reader, `report(reader, progress)` lists
     what it found. Returns the reader (None when the file cannot be read)."""
-    console = console or sys.stdout
+    console = escaping(console or sys.stdout)  # the progress line writes to it too
     log = Log(vx._get_file_name(os.path.basename(path), suffix="_read", extn=".log", path=options.workdir),
               console, quiet=options.console == "summary", title="Reading %s" % path)
     console.write("\n==== %s\n" % path)
@@ -147,7 +165,10 @@ def read_all(paths, options, read_file):
 def write_summary(name, summary, ignored, workdir, progress):
     """The summary listing file of one reading, and the first records ignored."""
     listing = vx._get_file_name(name, suffix="_summary", path=workdir)
-    vx._print_dict_to_file("Records read per group in %s" % name, summary, listing)
+    # The text _print_dict_to_file writes, in a file of a known encoding (it
+    # would open it in the locale's, cp1252 on Windows).
+    with open(listing, "w", **ENCODING) as f:
+        vx._print_dict("Records read per group in %s" % name, summary, f.write)
     progress(" %sListing written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(listing)[1]))
     if ignored:
         vx._progress_message_format_print(" Records ignored (group, line):\n", ignored[:30], "tuple",

@@ -4,11 +4,12 @@ they leave and the progress line."""
 import io
 import os
 import re
+import subprocess
 import sys
 
 import pytest
 
-from conftest import ROOT, requires_shared_data, shared_files
+from conftest import MODULE_DIR, ROOT, STANDIN, requires_shared_data, shared_files
 
 sys.path.insert(0, os.path.join(ROOT, "examples"))
 import read_epc  # noqa: E402
@@ -226,3 +227,17 @@ def test_epc_reader_explains_every_message_on_the_shared_files(path):
         if group.records != group.declared:  # a heading whose count the file does not keep is said so
             assert any("the heading says %d, the group holds %d" % (group.declared, group.records) in m
                        for m in announced)
+
+
+@pytest.mark.parametrize("sample, encoding, shown, logged", [  # UTF-8 names; RAW text is read as latin-1
+    ("sample_v33.raw", "cp1252", "   103,'MÃ\\x9cNSTER    ',69.0,1\n", "   103,'MÃ\x9cNSTER    ',69.0,1\n"),
+    ("sample_b.epc", "cp1252", "1,'ÉCLUSE \\u0141ÓD\\u0179 ',20.0", "1,'ÉCLUSE ŁÓDŹ ',20.0"),
+    ("sample_b.epc", "ascii", "1,'\\xc9CLUSE \\u0141\\xd3D\\u0179 ',20.0", "1,'ÉCLUSE ŁÓDŹ ',20.0"),
+])
+def test_the_console_shows_what_it_cannot_encode_escaped(tmp_path, sample, encoding, shown, logged):
+    env = dict(os.environ, PYTHONIOENCODING=encoding, PYTHONPATH=os.pathsep.join([MODULE_DIR, STANDIN]))
+    proc = subprocess.run([sys.executable, os.path.join(ROOT, "examples", "read_%s.py" % sample[-3:]),
+                           "--workdir=%s" % tmp_path, os.path.join(SAMPLES, sample)], env=env, capture_output=True)
+    out, log = proc.stdout.decode(encoding), (tmp_path / (sample[:-4] + "_read.log")).read_text("utf-8")
+    assert (proc.returncode, proc.stderr, out.endswith("_read.log\n")) == (0, b"", True)
+    assert shown in out and logged in log

@@ -25,12 +25,8 @@ SAN_TESTS := tests
 # A subset that reaches every function on good, bad and hostile input,
 # without the many-call leak loops and the generated-input tests.
 VALGRIND_DIR := $(CURDIR)/build/valgrind
-VALGRIND_TESTS := tests/test_module_frame.py tests/test_raw_tokenizing.py tests/test_raw_records.py \
-	tests/test_epc_split.py tests/test_epc_assign.py tests/test_field_text.py tests/test_progress_messages.py \
-	tests/test_dict_listing.py tests/test_file_names.py tests/test_options.py tests/test_version_check.py \
-	tests/test_substation_listing.py tests/test_raw_robustness.py tests/test_epc_bad_input.py \
-	tests/test_robustness_text_and_messages.py tests/test_hostile.py tests/test_files.py tests/test_examples.py
-VALGRIND_SKIP := leak or agree or shlex or reads_back or greedily or shared
+VALGRIND_TESTS := tests/test_module_frame.py tests/test_calls.py tests/test_examples.py
+VALGRIND_SKIP := no_leak
 VALGRIND := valgrind --tool=memcheck --leak-check=full --show-leak-kinds=definite \
 	--errors-for-leak-kinds=definite --num-callers=40 --trace-children=yes --vgdb=no --xml=yes \
 	--xml-file=$(VALGRIND_DIR)/memcheck.%p.xml --suppressions=$(CURDIR)/tools/valgrind.supp

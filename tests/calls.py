@@ -1,14 +1,9 @@
-"""The table of calls of all 35 functions: good arguments, bad arguments,
-odd objects and replaced globals, each with its result or exception and the
-messages it gives.  test_calls.py runs every row on the fast and the generic
-paths, sweeps hostile objects through the first rows, drives the progress
-callables of the reporting rows and checks every row for reference leaks.
-
-A row is row(args, expected, *messages, out=printed text, kw=keywords,
-glob=globals to rebind (DEL deletes one), calls=leak-check calls).  P in
-args is the progress callable that records the messages; expected is a
-value (compared by repr, so types count), a compiled pattern for a text, or
-E(type, text, ctx): text "" takes any text, "~..." a part of it."""
+"""The calls of all 35 functions with their results or exceptions and messages,
+run, swept and leak-checked by test_calls.py.  row(args, expected, *messages,
+out=printed, kw=keywords, glob=globals (DEL deletes one), files=texts the
+files hold after).  P: the recording progress callable.
+expected: a value (compared by repr), a pattern, or E(type, text, ctx) where
+text "" takes any text and "~..." a part."""
 import collections
 import math
 import os
@@ -18,6 +13,7 @@ import time
 import types
 
 import hostile
+from hostile import Fresh
 from conftest import IMPORT_CWD
 
 OD = collections.OrderedDict
@@ -25,42 +21,28 @@ P = object()
 DEL = object()
 IND, IND2 = " " * 5, " " * 9
 ANY = object()
-FULL = 100_000  # leak-check calls of a row at full strength
 
 
 class E:
     def __init__(self, type, text="", ctx=ANY, own=True):
         self.type, self.text, self.ctx, self.own = type, text, ctx, own
-
-    def __repr__(self):
-        return "E(%s, %r, ctx=%r)" % (self.type.__name__, self.text, self.ctx)
-
-
-class Fresh:
-    """Arguments made anew for every call (objects that change themselves)."""
-
-    def __init__(self, make):
-        self.make = make
+    __repr__ = lambda self: "E(%s, %r, ctx=%r)" % (self.type.__name__, self.text, self.ctx)  # noqa: E731
 
 
 class Tap:
     """A progress callable that records like P, then calls fn(text)."""
-
     def __init__(self, fn):
         self.fn = fn
 
 
 class row:
-    def __init__(self, args, expected, *msgs, out="", kw=None, glob=None, calls=FULL):
+    def __init__(self, args, expected, *msgs, out="", kw=None, glob=None, files=None):
         self.args, self.expected, self.msgs, self.out = args, expected, list(msgs), out
-        self.kw, self.glob, self.calls = kw or {}, glob or {}, calls
-
-    def __repr__(self):
-        return "row(%r, %r)" % (self.args, self.expected)
+        self.kw, self.glob, self.files = kw or {}, glob or {}, files or {}
+    __repr__ = lambda self: "row(%r, %r)" % (self.args, self.expected)  # noqa: E731
 
 
-def A(**attributes):
-    """What an option object (_SimpleObject) is compared as."""
+def A(**attributes):  # what an option object (_SimpleObject) is compared as
     return ("attrs", attributes)
 
 
@@ -76,7 +58,6 @@ def moved(od, key):
 
 CLOCK = types.SimpleNamespace(localtime=lambda: time.struct_time((2024, 3, 7, 14, 5, 9, 3, 67, 0)),
                               strftime=time.strftime)
-GENERIC_RE = types.SimpleNamespace(compile=re.compile)
 
 
 def record_error(group, clause, line):
@@ -102,12 +83,8 @@ def raiser(error, *args):
     return progress
 
 
-class Meddling(dict):
-    """Calls meddle() at every read of an item."""
-
-    def __getitem__(self, key):
-        self.meddle()
-        return dict.__getitem__(self, key)
+class Meddling(dict):  # calls meddle() at every read of an item
+    __getitem__ = lambda self, key: (self.meddle(), dict.__getitem__(self, key))[1]  # noqa: E731
 
 
 def declarations_read_once():
@@ -118,9 +95,7 @@ def declarations_read_once():
 
 
 class Item(str):
-    def split(self, sep):
-        self.frmt.update(NEW={"defval": "d", "type": "str"})
-        return str.split(self, sep)
+    split = lambda self, sep: self.frmt.update(NEW={"defval": "d", "type": "str"}) or str.split(self, sep)  # noqa
 
 
 def format_read_after_the_items():
@@ -139,14 +114,8 @@ def swap_once():
 # KORA RAW
 # ---------------------------------------------------------------------------
 
-class Lexer(shlex.shlex):
-    def __iter__(self):
-        return iter(["x'", '"y'])
-
-
-class Stripped(str):
-    def strip(self):
-        return "7, 8"
+Lexer = type("Lexer", (shlex.shlex,), {"__iter__": lambda self: iter(["x'", '"y'])})
+Stripped = type("Stripped", (str,), {"strip": lambda self: "7, 8"})
 
 
 FRMT = {"RATE1": {"defval": 0.0, "type": "float"}, "STAT": {"defval": 1, "type": "int"}}
@@ -157,49 +126,22 @@ KV_ORDER = OD([("X", {"defval": 1, "type": "int"}), ("Y", {"defval": 2, "type": 
 ORDERED = type("Ordered", (OD,), {})
 
 
-def unchecked(line, found_q, first, vlist):
-    return {"_split_txtline_to_values_kora_no_check_vlist": row((line,), (found_q, first, vlist)),
-            "_split_txtline_to_values_kora_no_check": row((line,), (found_q, first)),
-            "_split_txtline_to_values_kora_no_check_00": row((line,), (found_q, first))}
-
-
-UNCHECKED = [unchecked(",5", False, "_ifc", ["_ifc", "5"]), unchecked("", False, "", []),
-             unchecked("Q", True, "Q", ["Q"]), unchecked("0, 1", False, 0, ["0", "1"]),
-             unchecked("'q' x", True, "q", ["q", "x"])]
-
 RAW = {
     "_check_eof_blank_line_kora": [
-        row(("@! note\n",), (False, True)),
-        row((None,), E(TypeError, "object of type 'NoneType' has no len()")),
+        row(("@! note\n",), (False, True)), row((None,), E(TypeError, "object of type 'NoneType' has no len()")),
         row(("",), (True, True)),
-        row(("\n",), (False, True)),
-        row(("  \t\r\n",), (False, True)),
         row((" @! x\n",), (False, False)),     # a comment starts in the first column
-        row(("@",), (False, False)),
-        row(("1, 2\n",), (False, False)),
-        row((S("@! x\n"),), (False, True)),
+        row(("1, 2\n",), (False, False)), row((S("@! x\n"),), (False, True)),
     ],
     "_split_textline_kora": [
         row(("1, 'BUS A', ,, 2.5 # c",), ["1", "BUS A", "_ifc", "_ifc", "2.5"]),
         row(("1 'ABC",), E(Exception, "Error reading line: 1 'ABC", ValueError)),
         row(("  \"x,\n",), E(Exception, "Error reading line: \"x,", ValueError)),
         row((" , ",), E(IndexError, "string index out of range", None)),
-        row(("  1, 'BUS A  ', 2.5 ,\n",), ["1", "BUS A  ", "2.5"]),
-        row(("1,,3",), ["1", "_ifc", "3"]),
-        row(("1, ,  ,4",), ["1", "_ifc", "_ifc", "4"]),
-        row((",,x",), ["_ifc", "_ifc", "x"]),
-        row(("1,2,,",), ["1", "2"]),                  # one trailing comma dropped, the other separates
-        row(("   ",), []),
-        row(("1 2\t3",), ["1", "2", "3"]),
         row(("1,\t,3",), ["1", "3"]),                 # a tab between commas loses the empty item
         row(("'a,,b', 'c, d'",), ["a,_ifc,b", "c, d"]),  # the rewrite reaches inside quotes
-        row(("'it''s'",), ["it", "s"]),
         row(("ab'c,,d'",), ["abc", "_ifc", "d"]),     # a quote inside an item is plain text
-        row(("'x \"y\" z'",), ["x y z"]),
         row(("ab#c\nd e",), ["abd", "e"]),            # an item goes on after a comment's line
-        row(("'#', 2",), ["#", "2"]),
-        row(("1,'',3",), ["1", "", "3"]),
-        row(("\u00e9t\u00e9, '\u4e2d x',, \U0001f600",), ["\u00e9t\u00e9", "\u4e2d x", "_ifc", "\U0001f600"]),
         row((Stripped("1, 2"),), ["7", "8"]),
         row(("1, 2",), ["x", "y"], glob={"shlex": types.SimpleNamespace(shlex=Lexer)}),
     ],
@@ -207,14 +149,7 @@ RAW = {
         row(("general", "THRSHZ = 0.0001, PQBRAK= 0.7", P), (False, False, "THRSHZ=0.0001",
                                                              ["THRSHZ=0.0001", "PQBRAK=0.7"])),
         row(("branch data", ", 5\n", P), (False, True, "", ["_ifc", "5"]), record_error("Branch Data", "", ", 5\n")),
-        row(("Branch", "\n", P), (False, True, "", []), record_error("Branch", "", "\n")),
-        row(("Branch", "", P), (False, True, "", []), record_error("Branch", "", "")),
-        row(("Branch", "0 / END\n", P), (False, False, 0, ["0", "/", "END"])),
-        row(("Branch", "q\n", P), (True, False, "q", ["q"])),
         row(("Branch", " Q ", P), (True, False, "Q", ["Q"])),
-        row(("Branch", "A  =  =  B", P), (False, False, "A==B", ["A==B"])),
-        row(("Branch", "00", P), (False, False, "00", ["00"])),
-        row(("Branch", "'0'", P), (False, False, 0, ["0"])),
         row(("Branch", S("A = 1, B= 2"), P), (False, False, "A=1", ["A=1", "B=2"])),
         row(("x", ",1", P), (False, True, "", ["_ifc", "1"]), " >Error - Reading 'X', record ignored.\n >>,1",
             glob={"_PRG_INDENT": ">", "_PRG_INDENT2": ">>"}),
@@ -228,19 +163,11 @@ RAW = {
         row(("bus", ",'ALPHA'", "I", "float", P), (False, True, "", ["_ifc", "ALPHA"]),
             record_error("Bus", "data item 'I' not provided", ",'ALPHA'"),
             record_error("Bus", "I=, float value required", ",'ALPHA'")),
-        row(("bus", "x, 1", "I", "float", P), (False, True, "x", ["x", "1"]),
-            record_error("Bus", "I=x, float value required", "x, 1")),
         row(("Bus", "", "NAME", "str", P), E(UnboundLocalError, "local variable 'which_type' referenced before assignment"),
             record_error("Bus", "data item 'NAME' not provided", "")),
-        row(("Bus", "0 / END OF BUS DATA", "I", "int", P), (False, False, 0, ["0", "/", "END", "OF", "BUS", "DATA"])),
-        row(("Bus", " q", "I", "int", P), (True, False, "q", ["q"])),
-        row(("Bus", "Q", "I", "float", P), (True, False, "Q", ["Q"])),
-        row(("Bus", "101", "I", "float", P), (False, False, 101.0, ["101"])),
-        row(("Bus", "0", "I", "float", P), (False, False, 0.0, ["0"])),
-        row(("Bus", " 1_000 ", "I", "int", P), (False, False, 1000, ["1_000"])),
-        row(("Bus", "ABC", "I", "str", P), (False, False, "ABC", ["ABC"])),
-        row(("Bus", "0", "I", "str", P), (False, False, 0, ["0"])),
-        row(("Bus", "00", "I", "str", P), (False, False, "00", ["00"])),
+
+
+
         row(("g", "\uff11\uff12", "I", "int", P), (False, False, 12, ["\uff11\uff12"])),
         row((), (False, False, 7, ["7", "A"]),
             kw=dict(progress=P, frst_type="int", frst_name="I", line="7, 'A'", recgrp="bus")),
@@ -253,13 +180,11 @@ RAW = {
             " %sError - Reading 'Bus', I=, integer value required, record ignored.\n %s,x" % (IND2, IND)),
     ],
     "_split_txtline_to_values_kora_no_check_vlist": [
-        row(("0 / end",), (False, 0, ["0", "/", "end"])),
-        row(("1 \"",), E(Exception, "Error reading line: 1 \"")),
+        row(("0 / end",), (False, 0, ["0", "/", "end"])), row(("1 \"",), E(Exception, "Error reading line: 1 \"")),
         row((" q ",), (True, " q ", (" q ",)), glob={"_split_textline_kora": lambda line: (line,)}),
     ],
     "_split_txtline_to_values_kora_no_check": [
-        row(("Q",), (True, "Q")),
-        row((",",), E(IndexError, "string index out of range")),
+        row(("Q",), (True, "Q")), row((",",), E(IndexError, "string index out of range")),
         row(("x",), (1, 2), glob={"_split_txtline_to_values_kora_no_check_vlist": lambda line: iter((1, 2, 3))}),
         row(("x",), E(ValueError, "not enough values to unpack (expected 3, got 2)"),
             glob={"_split_txtline_to_values_kora_no_check_vlist": lambda line: (1, 2)}),
@@ -268,29 +193,17 @@ RAW = {
                                                  row((b"1",), E(TypeError, "cannot use a string pattern on a bytes-like object")),
                                                  row((S(" Q"),), (True, "Q"))],
     "_check_zcorec_table_kora": [
-        row((["1", "2.5", "-3.5"],), (True, [1.0, 2.5, -3.5])),
-        row((["1", "x"],), (False, [])),
-        row((["0", "0.0", "0"],), (True, [0.0, 0.0, 0.0])),
-        row((["1", "1.05"],), (False, [1.0, 1.05])),
-        row(([],), (True, [])),
+        row((["1", "2.5", "-3.5"],), (True, [1.0, 2.5, -3.5])), row((["1", "x"],), (False, [])),
         row(((5, 2.5, "  -7.5 "),), (True, [5.0, 2.5, -7.5])),
-        row((["nan"],), (False, [math.nan])),
         row((None,), E(TypeError, "'NoneType' object is not iterable")),
     ],
     "_list_of_key_value_pairs_to_dict_kora": [
         row((["RATE1=2", "name=x"], FRMT), OD(RATE1=2.0, STAT=1)),
         row((["RATE1"], FRMT), E(IndexError, "list index out of range")),
-        row((["rate1=100.5"], FRMT), OD(RATE1=100.5, STAT=1)),
-        row((["STAT=x"], FRMT), OD(RATE1=0.0, STAT=1)),
-        row((["RATE1=1", "RATE1=2"], FRMT), OD(RATE1=2.0, STAT=1)),
-        row((["stat= 7 =9"], FRMT), OD(RATE1=0.0, STAT=7)),
-        row((["Stat\u00e9=3", "stat=4"], FRMT), OD(RATE1=0.0, STAT=4)),
         row((["NUM=3", "NAME=X"], UNTYPED), OD(NUM=3, NAME=3)),     # an untyped field takes the previous value
-        row((["NUM=3"], UNTYPED), OD(NUM=3, NAME="N")),
         row((["NAME=X"], dict(reversed(UNTYPED.items()))), E(UnboundLocalError, "local variable 'v' referenced "
                                                                              "before assignment")),
-        row((["X=5"], moved(KV_ORDER, "X")), OD(Y=2, X=5)),
-        row(((S("X=5"),), KV_ORDER), OD(X=5, Y=2)),
+        row((["X=5"], moved(KV_ORDER, "X")), OD(Y=2, X=5)), row(((S("X=5"),), KV_ORDER), OD(X=5, Y=2)),
         row(([], {}), ORDERED(), glob={"collections": types.SimpleNamespace(OrderedDict=ORDERED)}),
         row(Fresh(format_read_after_the_items), OD(A=1, NEW="d")),
     ],
@@ -301,16 +214,12 @@ RAW = {
         row(("rating", ["A"], RATING, "x", P), (None, OD()), record_error("Rating", "RATING number 'A' not recognized", "x")),
         row(("rating", ["_ifc", "x"], RATING, "x", P), (None, OD()),
             record_error("Rating", "RATING number '_ifc' not recognized", "x")),
-        row(("rating", ["1", "NORMAL"], RATING, "", P), (1, OD(NUM=1, NAME="NORMAL", DESC="none"))),
         row(("rating", ["2", "N", "D", "extra"], OD(RATING), "", P), (2, OD(NUM=2, NAME="N", DESC="D"))),
         row(("rating", ["3", "_ifc", "_ifc"], RATING, "", P), (3, OD(NUM=3, NAME="_ifc", DESC="_ifc"))),
         row(("r", ["1"], {"A": {}, "B": {}}, "", P), E(IndexError, "list index out of range")),
         row(("r", ["A"], RATING, "", raiser(KeyError, "log closed")), E(KeyError, "'log closed'", ValueError)),
     ],
 }
-for forms in UNCHECKED:
-    for name, r in forms.items():
-        RAW[name].append(r)
 
 # ---------------------------------------------------------------------------
 # PSLF EPC
@@ -329,18 +238,27 @@ LONG = " ".join('"N %d" x\\y%d' % (i, i) for i in range(100))  # beyond the lexe
 
 class Fancy(str):
     """Its own strip() and replace(): the find() test sees the unstripped blanks."""
-    def strip(self):
-        return Fancy("  " + str(self) + "  ")
-
-    def replace(self, old, new):
-        return Fancy(str(self).replace(old, new))
+    strip = lambda self: Fancy("  " + str(self) + "  ")  # noqa: E731
+    replace = lambda self, old, new: Fancy(str(self).replace(old, new))  # noqa: E731
 
 
-class Name(str):
-    __hash__ = str.__hash__
+Name = type("Name", (str,), {"__hash__": str.__hash__, "__eq__": lambda self, other: str.__eq__(self, other)})
 
-    def __eq__(self, other):
-        return str.__eq__(self, other)
+
+def dc_bus(texts, finding, position=None):
+    where = " at position %d, it is not correct" % position if position else ""
+    return row((texts, None, None, P), (True, False), " Checking DC Bus Data format:\n    %s on data record%s.\n"
+               % (finding, where))
+
+
+def svd(types, **values):
+    return row(("svd", 7, ["1", ":"] + types, SVD_NAMES, SVD_FRMT, P),
+               (False, OD(dict(n=1, ty=int(types[0]), g=0, h=0, k=0, m=0, z=0), **values)))
+
+
+def svd_refused(ty, shown=None):
+    return row(("svd", 7, ["1", ":", ty], SVD_NAMES, SVD_FRMT, P), (True, {}), " SVD type found is '%s'. It should be "
+               "between 0 through 7.\n     'SVD' record specified on line 7 ignored.\n" % (shown or ty))
 
 
 def qtable(kept):
@@ -368,12 +286,9 @@ def growing_format(change):
 EPC = {
     "_split_data_line_text_pslf": [
         row(("  1 'A' \"B C\"  2 ",), ["1", "'A'", '"B', 'C"', "2"]),
-        row((None,), E(AttributeError, "'NoneType' object has no attribute 'strip'")),
-        row(("",), [""]),
-        row((" \t\r\n ",), [""]),
+        row((None,), E(AttributeError, "'NoneType' object has no attribute 'strip'")), row((" \t\r\n ",), [""]),
         row(("a\tb  c",), ["a\tb", "c"]),                  # only blanks separate
         row(("\u2003x\u00a0 y\u3000",), ["x\u00a0", "y"]),   # strip() knows all white space
-        row(("é  \U0001f600 ,",), ["é", "\U0001f600", ","]),
         row((Fancy("a  b"),), ["", "", "a", "", "b", "", ""]),
     ],
     "_get_values_from_data_line_text_pslf": [
@@ -384,13 +299,10 @@ EPC = {
                                       ValueError)),
         row(("bus", 1, '\\" x "', P), E(TypeError, "not all arguments converted during string formatting",
                                         ValueError)),
-        row(("bus", 1, '1 "NORTH 01" 230.0', P), ["1", "NORTH 01", "230.0"]),
-        row(("bus", 1, '"" " " : ! # x', P), ["", " ", ":", "!", "#", "x"]),
-        row(("bus", 1, 'a"b c"d \\"\\"', P), ["ab cd", '""']),
-        row(("bus", 1, '"a\\b\\\\c\\"d" \\"', P), ['a\\b\\c"d', '"']),
-        row(("bus", 1, " \t\r\n", P), []),
-        row(("bus", 1, "x\u00a0y \u4e2d \"\U0001f600 x\" a\\ b", P), ["x\u00a0y", "\u4e2d", "\U0001f600 x", "a b"]),
-        row(("bus", 1, LONG, P), shlex.split(LONG), calls=10_000),
+
+
+
+        row(("bus", 1, LONG, P), shlex.split(LONG)),
         row(("bus", 1, "a,b 'c'", P), ["split", "a_b _c_"], glob={"shlex": types.SimpleNamespace(split=lambda s: ["split", s])}),
         row(("bus", 1, "a", P), E(TypeError, "not all arguments converted during string formatting", AttributeError),
             glob={"shlex": None}),
@@ -400,7 +312,6 @@ EPC = {
         row(("bus", 7, {"a": "1.0", "b": "x"}, FB, P), (True, OD()), epc_bad("Integer", "a", "1.0")),
         row(("bus", 7, {"a": "1", "b": "1e"}, FB, P), (True, OD(a=1)), epc_bad("Float", "b", "1e")),
         row(("bus", 7, {"a": " -1_0 ", "b": "-inf", "x": "y"}, FB, P), (False, OD(a=-10, b=-math.inf, c="' '"))),
-        row(("bus", 7, {}, FB, P), (False, OD(a=0, b=0.0, c="' '"))),
         row(("bus", 7, {"a": "9"}, {}, P), (False, OD())),
         row(("bus", 7, {"a": "1", "c": 5}, OD(c={"type": 0}, a={"type": "int"}), P), (False, OD(c="'5'", a=1))),
         row(("bus", 7, OD(a="1", c="x"), dict(F), P), (False, OD(a=1, semi="' '", b=0.0, c="'x'"))),
@@ -409,17 +320,13 @@ EPC = {
         row(("bus", 7, {"c": "BUS"}, FB, P), (False, OD(a=0, b=0.0, c='"BUS"')), glob={"_WRAP_CHAR": '"'}),
         row(("bus", 7, {"c": "BUS"}, FB, P), (False, OD(a=0, b=0.0, c="BUS")), glob={"_WRAP_CHAR": ""}),
         row(("bus", 7, {"c": "BUS"}, FB, P), (False, OD(a=0, b=0.0, c="5BUS5")), glob={"_WRAP_CHAR": 5}),
-    ] + [int_row(t) for t in ["12", " 12 ", "+5", "-0", "007", "-123456789012345678", "1234567890123456789", "1_000",
-                              "\uff11\uff12", "\t3\n", "1 2", "", "+", "-", "0x10", "1.0", " "]],
+    ] + [int_row(t) for t in [" 12 ", "007", "-123456789012345678", "1234567890123456789", "1_000",
+                              "\uff11\uff12", "1 2", "", "0x10", "1.0"]],
     "_epc_assign_data_values": [
         row(("bus", 1, ["1", ":", "2", "N"], list(F), F, P), (False, OD(a=1, semi="' '", b=2.0, c="'N'"))),
         row(("bus", 1, ["1.5"], list(F), F, P), (True, OD()), epc_bad("Integer", "a", "1.5", line=1)),
         row(("bus", 7, ["1", ":", "2", ":", "X", ":"], ["a", "semi", "b", "semi1", "c", "semi2"], FB, P),
             (False, OD(a=1, b=2.0, c="'X'"))),
-        row(("bus", 7, ["1"], ["a", "b", "c"], FB, P), (False, OD(a=1, b=0.0, c="' '"))),
-        row(("bus", 7, ["1", "2", "3"], ["a"], FB, P), (False, OD(a=1, b=0.0, c="' '"))),
-        row(("bus", 7, ["1", "2", ":", "Z"], ["a", "a", "semi", "c"], FB, P), (False, OD(a=2, b=0.0, c="'Z'"))),
-        row(("bus", 7, ("Q", "4"), ("c", "a"), FB, P), (False, OD(a=4, b=0.0, c="'Q'"))),
         row(Fresh(lambda: ("bus", 7, iter(["7", ":", "1e3", "x"]), iter(["a", "semi1", "b"]), FB, P)),
             (False, OD(a=7, b=1000.0, c="' '"))),
         row(("g", 1, ["5", "6"], ["a", "b"], OD([(Name("a"), {"type": "int"}), (1, {"type": "int"})]), P),
@@ -434,33 +341,14 @@ EPC = {
         row(("g", 1, [], [], {"a": {}}, P), E(KeyError, "'type'")),
     ],
     "_epc_check_frmt_dc_bus_rec": [
-        row((["1", "2", "3", "4", ":"], [], {}, P), (False, True)),
-        row((["1", ":", "3"], None, None, P), (True, False), " Checking DC Bus Data format:\n"
-            "    Found semicolon on data record at position 1, it is not correct.\n"),
-        row((["1", "2", "3", ":", "5"], None, None, P), (False, False)),
-        row((["1", "2", ":", ":"], None, None, P), (True, False), " Checking DC Bus Data format:\n"
-            "    Found semicolon on data record at position 2, it is not correct.\n"),
-        row((("1", "2", "3", "4", "5"), None, None, P), (True, False),
-            " Checking DC Bus Data format:\n    No semicolon found on data record.\n"),
-        row(([], None, None, P), (True, False), " Checking DC Bus Data format:\n    No semicolon found on data record.\n"),
+        row((["1", "2", "3", "4", ":"], [], {}, P), (False, True)), dc_bus(["1", ":", "3"], "Found semicolon", 1),
+        row((["1", "2", "3", ":", "5"], None, None, P), (False, False)), dc_bus(["1", "2", ":", ":"], "Found semicolon", 2),
+        dc_bus(("1", "2", "3", "4", "5"), "No semicolon found"), dc_bus([], "No semicolon found"),
     ],
     "_epc_assign_data_values_svd": [
-        row(("svd", 7, ["1", ":", "0", "5", "6"], SVD_NAMES, SVD_FRMT, P), (False, OD(n=1, ty=0, g=5, h=0, k=0, m=0, z=6))),
-        row(("svd", 7, ["1", ":", "x"], SVD_NAMES, SVD_FRMT, P), (True, {}),
-            " SVD type found is 'x'. It should be between 0 through 7.\n     'SVD' record specified on line 7 ignored.\n"),
-        row(("svd", 7, ["1", ":", "8"], SVD_NAMES, SVD_FRMT, P), (True, {}),
-            " SVD type found is '8'. It should be between 0 through 7.\n     'SVD' record specified on line 7 ignored.\n"),
-        row(("svd", 7, ["1", ":", " +8"], SVD_NAMES, SVD_FRMT, P), (True, {}),
-            " SVD type found is '8'. It should be between 0 through 7.\n     'SVD' record specified on line 7 ignored.\n"),
-        row(("svd", 7, ["1", ":", "-1"], SVD_NAMES, SVD_FRMT, P), (True, {}),
-            " SVD type found is '-1'. It should be between 0 through 7.\n     'SVD' record specified on line 7 ignored.\n"),
-        row(("svd", 7, ["1", ":", "99" * 20], SVD_NAMES, SVD_FRMT, P), (True, {}), " SVD type found is '%s'. It should "
-            "be between 0 through 7.\n     'SVD' record specified on line 7 ignored.\n" % ("99" * 20)),
-        row(("svd", 7, ["1", ":", "3", "5", "6"], SVD_NAMES, SVD_FRMT, P),    # no "ty_34": "ty_01234"
-            (False, OD(n=1, ty=3, g=0, h=5, k=0, m=0, z=6))),
-        row(("svd", 7, ["1", ":", "6", "5"], SVD_NAMES, SVD_FRMT, P), (False, OD(n=1, ty=6, g=0, h=0, k=5, m=0, z=0))),
-        row(("svd", 7, ["1", ":", "7", "5", "6", "9"], SVD_NAMES, SVD_FRMT, P),
-            (False, OD(n=1, ty=7, g=0, h=0, k=0, m=5, z=6))),
+        svd(["0", "5", "6"], g=5, z=6), svd_refused("x"), svd_refused("8"), svd_refused(" +8", "8"), svd_refused("-1"),
+        svd_refused("99" * 20), svd(["3", "5", "6"], h=5, z=6),      # no "ty_34": "ty_01234"
+        svd(["6", "5"], k=5), svd(["7", "5", "6", "9"], m=5, z=6),
         row(("svd", 7, ["1", ":"], SVD_NAMES, SVD_FRMT, P),
             E(UnboundLocalError, "local variable 'ty' referenced before assignment", IndexError)),
         row(("svd", 1, ["1", ":", "5"], {"begin_all": ["ty"]}, SVD_FRMT, P), E(KeyError, "'ty_01234'")),
@@ -477,7 +365,6 @@ EPC = {
             qtable([1, 2, 3])),   # non-numbers count as 0.0; the incomplete last point is dropped
         row(("qtable", 7, ["Q1", ":", "nan", "0", "0", "0", "0", "0"], Q_NAMES, Q_FRMT, P), qtable([math.nan, 0, 0])),
         row(("qtable", 7, ["Q1", ":"] + list("123456789"), Q_NAMES, Q_FRMT, P), qtable(range(1, 10))),
-        row(("qtable", 7, ["Q1", ":"], Q_NAMES, Q_FRMT, P), qtable([])),
         row(("q", 1, ["Q1", "1", "2", "3"], Q_NAMES, Q_FRMT, P),
             (False, OD([("id", "'Q1'"), ("p0", 2.0), ("qmx0", 3.0)] + [(n, 0.0) for n in Q_NAMES[4:]]))),
         row(("q", 1, ["Q1", "1"], Q_NAMES, {}, P), (False, OD())),
@@ -486,13 +373,9 @@ EPC = {
     "_pslf_seq_assign_data_values": [
         row(("bus", 7, ["1", ":", "2", "X"], SEQ, P), (False, OD(a=1, b=2, c="'X'"))),
         row(("bus", 7, ["1.0", ":", "2", "X", "9"], SEQ, P), (True, OD()), epc_bad("Integer", "a", "1.0")),
-        row(("bus", 7, ["1", ":", "x"], SEQ, P), (True, OD(a=1, c="' '")), epc_bad("Integer", "b", "x")),
         row(("bus", 7, ["1"], SEQ, P), (False, OD(a=1, semi=0.0, b=0, c="' '"))),   # defaults include the separator
-        row(("bus", 7, [], SEQ, P), (False, OD(a=0, semi=0.0, b=0, c="' '"))),
-        row(("bus", 7, ["1", ":", " ! ", "!"], SEQ, P), (False, OD(a=1, b=" ! ", c="!"))),
         row(("bus", 7, ["x"], {k: {"type": "float"} for k in "xyz"}, P), (True, OD(y=0.0, z=0.0)),
             epc_bad("Float", "x", "x")),
-        row(("bus", 7, ["1", "2", "BUS"], FB, P), (False, OD(a=1, b=2.0, c='"BUS"')), glob={"_WRAP_CHAR": '"'}),
         row(("bus", 7, ["1", "2", "BUS"], FB, P), (False, OD(a=1, b=2.0, c="<>BUS<>")), glob={"_WRAP_CHAR": "<>"}),
         row(("g", 1, ["1"], moved(SEQ, "a"), P), (False, OD(b=0, c="' '", a=0))),   # its own order
         row(Fresh(lambda: growing_format(lambda f: f.update(z={"type": "float"}))), (True, OD(b=0, c=0, z=0.0)),
@@ -512,7 +395,6 @@ EPC = {
 
 class Formats:
     """Formats as "x", which the float test refuses; raises at format call `fail`."""
-
     def __init__(self, fail=0):
         self.calls, self.fail = 0, fail
 
@@ -523,30 +405,14 @@ class Formats:
         return "x"
 
 
-class Shown(str):
-    def __str__(self):
-        return "Z"
-
-
-class Pairs:
-    """Only keys() and items(), as the listing needs."""
-
+class Pairs:  # only keys() and items(), as the listing needs
     def __init__(self, *pairs):
         self.pairs = pairs
-
-    def keys(self):
-        return iter([k for k, *_ in self.pairs])
-
-    def items(self):
-        return self.pairs
+    keys, items = (lambda self: iter([k for k, *_ in self.pairs])), (lambda self: self.pairs)
 
 
-class TwiceKeyed:
-    def keys(self):
-        return ["IS", "IS"]
-
-    def __getitem__(self, key):
-        return 1
+Shown = type("Shown", (str,), {"__str__": lambda self: "Z"})
+TwiceKeyed = type("TwiceKeyed", (), {"keys": lambda self: ["IS", "IS"], "__getitem__": lambda self, key: 1})
 
 
 class Declared(dict):
@@ -588,8 +454,7 @@ def term(tertyp, line):
 
 
 def snapshot_blocks():
-    """Progress empties the blocks (listed before the walk) and shortens a
-    record list (walked as it stands)."""
+    """Progress empties the blocks (listed first) and shortens a record list (walked as it stands)."""
     nodes = [dict(NODE, NI=i) for i in (1, 2, 3)]
     blocks = {1: {"node": nodes}, 2: {}}
     return (blocks, Tap(lambda text: blocks.clear() or (text.startswith("1,") and nodes.pop())))
@@ -613,16 +478,14 @@ LISTINGS = [listing("Buses", {}, IND + "Buses  ---> EMPTY\n"),
             listing("T\n", {"k": 0.5, "long": [1, [2]], "n": {"x": None}}, IND + "T\n\n" + IND2 + "k    : 0.5\n" + IND2
                     + "long : [1, [2]]\n" + IND2 + "n    : {'x': None}\n"),
             listing("T", OD([((1, "a"), "t"), ("z", 2)]), IND + "T\n" + IND2 + "(1, 'a') : t\n" + IND2 + "z        : 2\n")]
+LISTED = IND + "T\n" + IND2 + "1  : a\n" + IND2 + "22 : 0.5\n"
 FAILING_MAKEDIRS = types.SimpleNamespace(path=os.path, makedirs=raiser(OSError, "no"))
 
 OTHER = {
     "_convert_float_to_string": [
-        row((float("inf"),), "inf"),
-        row(("abc",), E(ValueError, "Unknown format code 'g' for object of type 'str'")),
+        row((float("inf"),), "inf"), row(("abc",), E(ValueError, "Unknown format code 'g' for object of type 'str'")),
         row((None,), E(TypeError, "unsupported format string passed to NoneType.__format__")),
-        row((5,), "5.0"), row((5.0,), "5.0"), row((-0.0,), "-0.0"), row((2.5,), "2.5"), row((1e20,), "1e+20"),
-        row((1.5e-07,), "1.5e-07"), row((123456789.0,), "1.23457e+08"), row((float("-inf"),), "-inf"),
-        row((math.nan,), "nan"), row((True,), "1.0"), row((2 ** 70,), "1.18059e+21"), row((12345678901234567890,), "1.23457e+19"), row((1000000,), "1e+06"),
+        row((5,), "5.0"), row((-0.0,), "-0.0"), row((1e20,), "1e+20"), row((True,), "1.0"), row((2 ** 70,), "1.18059e+21"),
         row(Fresh(lambda: (Formats(),)), "x"),              # formatted a second time after the float test
         row(Fresh(lambda: (Formats(fail=2),)), E(LookupError, "", ValueError)),
     ],
@@ -635,11 +498,8 @@ OTHER = {
         row(("AB", 2, 4), E(ValueError, "Sign not allowed in string format specifier")),
         row(("AB", "4"), E(TypeError, "unsupported operand type(s) for -: 'str' and 'int'")),
         row(("AB", 4, 0, None), E(TypeError, "'NoneType' object is not iterable")),
-        row((5, 4), E(AttributeError, "'int' object has no attribute 'replace'")),
-        row(("ABCDEFGHIJ", 4), "'ABCD'"),
-        row(("AB", 4), "'AB  '"),
-        row(("AB", 4, 4), "''"),
-        row(("AB", 2, 0, [1.5, "'x'", None]), "'AB1.5xNone'"),
+        row((5, 4), E(AttributeError, "'int' object has no attribute 'replace'")), row(("ABCDEFGHIJ", 4), "'ABCD'"),
+        row(("AB", 4), "'AB  '"), row(("AB", 4, 4), "''"), row(("AB", 2, 0, [1.5, "'x'", None]), "'AB1.5xNone'"),
         row(("A", 1, 0, [Shown("a"), "'b'"]), "'AZb'"),          # str() only for a type other than str
         row((None, 3), "'   '"),
         row(("AB", 1, 0, ["long suffix"]), "'Along suffix'"),    # suffixes are never measured
@@ -695,18 +555,21 @@ OTHER = {
         row(("T", Pairs(("a", 1), ("bbb", 2)), P), None, IND + "T\n" + IND2 + "a   : 1\n" + IND2 + "bbb : 2\n"),
     ] + [r for pair in LISTINGS for r in pair],
     "_print_dict_to_file": [
-        row(("T", {1: "a", 22: 0.5}, "out.txt"), None, calls=2_000),
-        row(("T", [1], "out.txt"), E(AttributeError, "'list' object has no attribute 'keys'"), calls=2_000),
-        row(("T", {}, "missing/f"), E(FileNotFoundError, "[Errno 2] No such file or directory: 'missing/f'"), calls=2_000),
-        row(("T", {}, "out.txt"), None, glob={"_print_dict": lambda prgmsg, dictnam, write: write("x")}, calls=2_000),
+        row(("T", {1: "a", 22: 0.5}, "out.txt"), None, files={"out.txt": LISTED}),
+        row(("T", [1], "out.txt"), E(AttributeError, "'list' object has no attribute 'keys'"),
+            files={"out.txt": ""}),                                  # opened before the listing failed
+        row(("T", {1: "a", 22: 0.5}, "file"), None, files={"file": LISTED}),   # truncated
+        row(("T", {}, "folder"), E(IsADirectoryError, "[Errno 21] Is a directory: 'folder'")),
+        row(("T", {}, "file/x"), E(NotADirectoryError, "[Errno 20] Not a directory: 'file/x'")),
+        row(("T", {}, "n" * 300), E(OSError, "~File name too long")),
+        row(("T", {}, "missing/f"), E(FileNotFoundError, "[Errno 2] No such file or directory: 'missing/f'")),
+        row(("T", {}, "out.txt"), None, glob={"_print_dict": lambda prgmsg, dictnam, write: write("x")}),
     ],
     "_file_PNX": [
         row(("C:/d/Case.EPC",), ("C:/d", "Case.EPC", "Case", ".EPC", ".epc")),
         row((5,), E(TypeError, "expected str, bytes or os.PathLike object, not int")),
-        row(("case.raw",), ("", "case.raw", "case", ".raw", ".raw")),
-        row(("noext",), ("", "noext", "noext", "", "")),
-        row(("a.b.RAW",), ("", "a.b.RAW", "a.b", ".RAW", ".raw")),
-        row(("dir/",), ("dir", "", "", "", "")),
+        row(("case.raw",), ("", "case.raw", "case", ".raw", ".raw")), row(("noext",), ("", "noext", "noext", "", "")),
+        row(("a.b.RAW",), ("", "a.b.RAW", "a.b", ".RAW", ".raw")), row(("dir/",), ("dir", "", "", "", "")),
         row((b"x/y.Z",), (b"x", b"y.Z", b"y", b".Z", b".z")),
     ],
     "_get_file_name": [
@@ -726,26 +589,27 @@ OTHER = {
         row(("a", None), E(AttributeError, "'NoneType' object has no attribute 'strip'")),
         row(("Case.txt", ".raw"), "Case.raw"),
         row(("Case.RAW", "raw"), "Caseraw.raw"),            # doubled, then replaced
-        row(("d/Case", " .RAW"), "d/Case.raw"),
-        row(("a", ""), E(IndexError, "string index out of range")),
+        row(("d/Case", " .RAW"), "d/Case.raw"), row(("a", ""), E(IndexError, "string index out of range")),
         row((None, ".raw"), E(TypeError, "expected str, bytes or os.PathLike object, not NoneType")),
     ],
     "_get_unique_tmp_file_name": [
-        row(("a?b|c.log", "txt", "sub"), re.compile(r"sub/a_b_c_\d{8}_\d{6}\.txt"), calls=5_000),
+        row(("a?b|c.log", "txt", "sub"), re.compile(r"sub/a_b_c_\d{8}_\d{6}\.txt")),
         row(("a", 5, "."), E(TypeError, "'int' object is not subscriptable")),
         row(("a?b|c.log", "txt", "sub"), "sub/a_b_c_20240307_140509.txt", glob={"time": CLOCK}),
         row(('x\\y:"z"<1>*', ".dat", "no"), "no/x_y__z__1_*_20240307_140509.dat", glob={"time": CLOCK}),
         row(("dir/plain", "", "."), "./plain_20240307_140509", glob={"time": CLOCK}),
         row(("a:b", "txt"), re.compile(r".*/a_b_20240307_140509\.txt\w+\.txt"), kw={"workdir": "."},
-            glob={"time": CLOCK}, calls=5_000),
+            glob={"time": CLOCK}),
         row(("a", ""), os.path.join(IMPORT_CWD, "a_20240307_140509"), glob={"time": CLOCK}),
+        row(("a:b", "txt", "file"), "file/a_b_20240307_140509.txt", glob={"time": CLOCK}),   # cannot be taken
+        row(("n" * 230, "txt", "."), E(OSError, "~File name too long"), glob={"time": CLOCK}),   # taken; no longer name
     ],
     "_get_time_stamp": [row((), "03-07-2024 02:05:09 PM ", glob={"time": CLOCK}),
                         row((1,), E(TypeError, "~takes no arguments (1 given)", own=False)),
                         row((), re.compile(r"\d\d-\d\d-\d{4} \d\d:\d\d:\d\d [AP]M "))],
     "_get_arguments_as_attr": [
         row(({"a": 5, "b": ALLOWED, "c": False, "workdir": "work"}, {"a": "7", "b": "c", "c": "x"}),
-            A(a=7, b="a", c="x", workdir="work"), calls=20_000),
+            A(a=7, b="a", c="x", workdir="work")),
         row(({"a": {"allowed": 1}}, {}), E(KeyError, "'value'")),
         option(5, "7", 7), option(5, "7.5", 5), option(5, 7.9, 7), option(5, True, 1), option(5, None, 5),
         option(5, b"8", 8), option(1.0, "2", 2.0), option(1.0, 3, 3.0), option(1.0, "x", 1.0),
@@ -761,9 +625,10 @@ OTHER = {
         row(({"a": {"value": 1, "allowed": None}}, {"a": 2}), E(TypeError, "argument of type 'NoneType' is not iterable")),
         row(({"a": {"value": "x", "allowed": "xyz"}}, {"a": 2}), E(TypeError, "~requires string as left operand, not int")),
         row(({5: 1}, {}), E(TypeError, "attribute name must be string, not 'int'")),
-        row(({"workdir": "x"}, {"workdir": "a/b"}), A(workdir="a/b"), calls=20_000),   # made with its parents
+        row(({"workdir": "x"}, {"workdir": "a/b"}), A(workdir="a/b")),   # made with its parents
         row(({"workdir": "file"}, {}), A(workdir="file")),                             # exists: left alone
-        row(({"workdir": "fallback"}, {"workdir": "file/sub"}), A(workdir="fallback"), calls=20_000),
+        row(({"workdir": "x"}, {"workdir": "made/" + "n" * 300}), A(workdir="x")),      # after making made/
+        row(({"workdir": "fallback"}, {"workdir": "file/sub"}), A(workdir="fallback")),
         row(({"workdir": {"value": "x"}}, {"workdir": "file/sub"}), A(workdir={"value": "x"})),  # as it stands
         row((Declared(workdir="file/sub"), {}), E(LookupError, "workdir", OSError)),
         row(({"workdir": "x"}, {"workdir": "new"}), A(workdir="x"), glob={"os": FAILING_MAKEDIRS}),  # os: the global
@@ -773,9 +638,9 @@ OTHER = {
     "_check_kora_version": [
         version("33.0", 33), version(float("nan"), E(ValueError, "cannot convert float NaN to integer")),
         version("x.y", 34, UNKNOWN.format("x.y")), version(float("inf"), E(OverflowError, "cannot convert float infinity to integer")),
-        version(34, 34), version(32, 32), version(32.5, 32), version(35.0, 34, NOT_ALLOWED.format(35)),
-        version(-0.5, 34, NOT_ALLOWED.format(0)), version("33.2", 33), version("32.", 32), version(" 33 .0", 33),
-        version("34.x.y", 34), version("31.0", 34, NOT_ALLOWED.format(31)),
+        version(32.5, 32), version(35.0, 34, NOT_ALLOWED.format(35)),
+        version(-0.5, 34, NOT_ALLOWED.format(0)), version("33.2", 33), version(" 33 .0", 33),
+        version("31.0", 34, NOT_ALLOWED.format(31)),
         version("33", 34, NOT_ALLOWED.format(33)),              # no dot: never converted
         version(".5", 34, UNKNOWN.format(".5")),                # and no second notice
         version(S("33.0"), 34, NOT_ALLOWED.format("33.0")), version(None, 34, NOT_ALLOWED.format(None)),

@@ -1,11 +1,10 @@
-"""Shared test setup: the module under test, the winreg stand-in on
-non-Windows hosts, the shared data files (when present), and a fixture that
-restores the module's globals after every test."""
+"""The module under test (with the winreg stand-in off Windows), the shared
+data files, and the module's globals restored after every test."""
 import os
 import sys
+from unittest import mock
 
 import pytest
-from hypothesis import settings
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 STANDIN = os.path.join(ROOT, "standin")
@@ -28,57 +27,21 @@ SHARED_DATA = os.environ.get("VXR_SHARED_DATA", os.path.join(ROOT, "..", "shared
 # `make fuzz`: the cases run and the seconds spent per target (test_fuzz.py).
 FUZZ_STATS = {}
 
-settings.register_profile("default", deadline=None, print_blob=True)
-settings.register_profile("fuzz", deadline=None, print_blob=True, max_examples=200_000)
-settings.load_profile(os.environ.get("HYPOTHESIS_PROFILE", "default"))
 
 
-def shared_files(kind, *suffixes):
-    """Paths of the shared data files of one kind ("raw" or "epc"); without
-    the folder, one skipped case with an id of its own (pytest would hand an
-    empty parameter list's placeholder to the tests' id functions)."""
-    folder = os.path.join(SHARED_DATA, kind)
-    if not os.path.isdir(folder):
-        return [pytest.param("", id="no-shared-data", marks=pytest.mark.skip(reason="shared data files are not present"))]
-    return sorted(
-        os.path.join(folder, name) for name in os.listdir(folder) if name.lower().endswith(suffixes)
-    )
-
-
-requires_shared_data = pytest.mark.skipif(
-    not os.path.isdir(SHARED_DATA), reason="shared data files are not present"
-)
+def shared_files():
+    """The shared RAW and EPC files, or one skipped case (not an empty list: ids)."""
+    paths = sorted(os.path.join(SHARED_DATA, kind, name) for kind, suffix in (("raw", ".raw"), ("epc", ".epc"))
+                   if os.path.isdir(os.path.join(SHARED_DATA, kind))
+                   for name in os.listdir(os.path.join(SHARED_DATA, kind)) if name.lower().endswith(suffix))
+    return paths or [pytest.param("", id="no-shared-data", marks=pytest.mark.skip(reason="no shared data files"))]
 
 
 @pytest.fixture(autouse=True)
 def restore_module_globals():
-    """Tests rebind the module's globals (re, shlex, _WRAP_CHAR, ...); put
-    them back afterwards."""
-    before = dict(vxrcomn.__dict__)
-    yield
-    now = vxrcomn.__dict__
-    if list(now) != list(before) or any(now[k] is not v for k, v in before.items()):
-        now.clear()  # the same dict object: the module's functions hold it
-        now.update(before)
-
-
-class Progress:
-    """A progress callable that records every message."""
-
-    def __init__(self):
-        self.messages = []
-
-    def __call__(self, text):
-        self.messages.append(text)
-
-    @property
-    def text(self):
-        return "".join(self.messages)
-
-
-@pytest.fixture
-def progress():
-    return Progress()
+    """Tests rebind the module's globals (re, shlex, _WRAP_CHAR, ...)."""
+    with mock.patch.dict(vxrcomn.__dict__):  # the same dict object after: the functions hold it
+        yield
 
 
 @pytest.fixture

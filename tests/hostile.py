@@ -1,11 +1,16 @@
-"""Objects that no caller should pass, for the bad-input sweeps: every
-function must return a result or raise an ordinary exception for each, and
-leave the module's globals and its arguments as it found them (only a
-progress callable that rebinds globals changes them, and then only as it
-did itself)."""
+"""Objects no caller should pass: each function gives a result or an ordinary
+exception, and leaves its arguments and the module's globals as they were."""
 import collections
+from unittest import mock
 
 import vxrcomn
+
+
+def fails(what):
+    """A method that raises RuntimeError(what)."""
+    def method(*args):
+        raise RuntimeError(what)
+    return method
 
 
 class StrSubclass(str):
@@ -14,94 +19,32 @@ class StrSubclass(str):
 
 class OddStr(str):
     """A str whose methods and comparisons misbehave."""
-
-    def __eq__(self, other):
-        raise RuntimeError("odd __eq__")
-
-    def __hash__(self):
-        return 1
-
-    def __str__(self):
-        raise RuntimeError("odd __str__")
-
-    def __format__(self, spec):
-        raise RuntimeError("odd __format__")
-
-    def strip(self, *args):
-        return 12345
-
-    def replace(self, *args):
-        return None
-
-    def split(self, *args):
-        raise RuntimeError("odd split")
-
-    def upper(self):
-        return []
-
-    def title(self):
-        raise RuntimeError("odd title")
+    __eq__, __str__, __format__ = fails("odd __eq__"), fails("odd __str__"), fails("odd __format__")
+    split, title = fails("odd split"), fails("odd title")
+    __hash__ = lambda self: 1  # noqa: E731
+    strip, replace, upper = (lambda self, *a: 12345), (lambda self, *a: None), (lambda self: [])
 
 
 class LiarStr(str):
-    """Equals everything ("_ifc", "int", ":", "semi", "q", "0"); its methods
-    return itself and its text forms are not text."""
+    """Equals everything; its methods return itself and its text forms are not text."""
     __hash__ = str.__hash__
-
-    def __eq__(self, other):
-        return True
-
-    def __ne__(self, other):
-        return False
-
-    def __str__(self, *args):
-        return 5
-
-    def strip(self, *args):
-        return self
-
-    __format__ = __str__
-    lower = upper = title = replace = strip
-
-    def split(self, *args):
-        return [self, self]
-
-    def find(self, *args):
-        return 0
-
-    count = find
+    __eq__, __ne__ = (lambda self, other: True), (lambda self, other: False)
+    __str__ = __format__ = lambda self, *args: 5
+    strip = lower = upper = title = replace = lambda self, *args: self
+    split = lambda self, *args: [self, self]  # noqa: E731
+    find = count = lambda self, *args: 0
 
 
 class UnhashableStr(str):
-    __eq__ = str.__eq__
-
-    def __hash__(self):
-        raise RuntimeError("odd __hash__")
+    __eq__, __hash__ = str.__eq__, fails("odd __hash__")
 
 
 class RaisingMapping(dict):
     """A non-empty dict whose reading methods raise."""
-
     def __init__(self):
         super().__init__(a=1)
-
-    def __getitem__(self, key):
-        raise RuntimeError("mapping __getitem__")
-
-    def __contains__(self, key):
-        raise RuntimeError("mapping __contains__")
-
-    def keys(self):
-        raise RuntimeError("mapping keys")
-
-    def items(self):
-        raise RuntimeError("mapping items")
-
-    def __iter__(self):
-        raise RuntimeError("mapping __iter__")
-
-    def __len__(self):
-        raise RuntimeError("mapping __len__")
+    __getitem__, __contains__, keys = fails("mapping __getitem__"), fails("mapping __contains__"), fails("mapping keys")
+    items, __iter__, __len__ = fails("mapping items"), fails("mapping __iter__"), fails("mapping __len__")
 
 
 class RaisingIterable:
@@ -111,53 +54,31 @@ class RaisingIterable:
 
 
 class Fresh:
-    """A value made anew for every call: objects that change themselves."""
-
+    """Made anew for every call (objects that change themselves): a value, or a row's arguments."""
     def __init__(self, make):
         self.make = make
 
 
 class GrowingDict(dict):
     """Gains an entry whenever it is read."""
-
-    def _grow(self, read, *args):
-        dict.__setitem__(self, "k%d" % len(self), {"type": "int", "defval": 0, "value": 1})
-        return read(self, *args)
-
-    def __getitem__(self, key):
-        return self._grow(dict.__getitem__, key)
-
-    def __contains__(self, key):
-        return self._grow(dict.__contains__, key)
-
-    def keys(self):
-        return self._grow(dict.keys)
-
-    def items(self):
-        return self._grow(dict.items)
+    def _grow(read):
+        def method(self, *args):
+            dict.__setitem__(self, "k%d" % len(self), {"type": "int", "defval": 0, "value": 1})
+            return read(self, *args)
+        return method
+    __getitem__, __contains__, keys, items = map(_grow, (dict.__getitem__, dict.__contains__, dict.keys, dict.items))
 
 
 class ClearingItem(str):
-    """Empties the container holding it when it is compared, hashed or
-    stripped."""
-
+    """Empties its container when compared, hashed or stripped."""
     def __new__(cls, text, owner):
         self = str.__new__(cls, text)
         self.owner = owner
         return self
 
-    def _clear(self, then, *args):
-        self.owner.clear()
-        return then(self, *args)
-
-    def __eq__(self, other):
-        return self._clear(str.__eq__, other)
-
-    def __hash__(self):
-        return self._clear(str.__hash__)
-
-    def strip(self, *args):
-        return self._clear(str.strip, *args)
+    def _clear(then):
+        return lambda self, *args: self.owner.clear() or then(self, *args)
+    __eq__, __hash__, strip = map(_clear, (str.__eq__, str.__hash__, str.strip))
 
 
 def growing_dict():
@@ -170,8 +91,7 @@ def clearing_list():
     return items
 
 
-def clearing_dict():
-    """A format dictionary whose first key empties it during a look-up."""
+def clearing_dict():  # a format dictionary whose first key empties it during a look-up
     d = {}
     d[ClearingItem("a", d)] = {"type": "int", "defval": 0, "value": 1}
     d["b"] = {"type": "float", "defval": 0.0}
@@ -182,21 +102,12 @@ def raising_progress(text):
     raise RuntimeError("progress")
 
 
-# The module globals the functions read after their first message.
-REBOUND = ["_PRG_INDENT", "_PRG_INDENT2", "_WRAP_CHAR", "_WRAP_PRNT", "_PRG_LINLEN", "collections", "re",
-           "shlex", "os", "time", "tempfile", "_split_textline_kora", "_get_unwrapped_string",
-           "_epc_assign_data_values_common", "_split_txtline_to_values_kora_no_check_vlist", "_file_PNX",
-           "_print_dict", "_SimpleObject", "_ALLOWED_KORA_VRSNS", "_LATEST_KORA_VRSN"]
-
-
 def rebinding_progress(text):
-    """Binds every global the functions read to something unusable."""
-    for name in REBOUND:
-        setattr(vxrcomn, name, 0)
+    """Binds every global of the module to something unusable."""
+    vxrcomn.__dict__.update(dict.fromkeys([name for name in vxrcomn.__dict__ if not name.startswith("__")], 0))
 
 
-def swapping_progress(text):
-    """Binds the globals to usable but different objects."""
+def swapping_progress(text):  # usable but different globals
     vxrcomn._PRG_INDENT, vxrcomn._PRG_INDENT2 = vxrcomn._PRG_INDENT2, vxrcomn._PRG_INDENT
     vxrcomn._WRAP_CHAR = vxrcomn._WRAP_PRNT = '"'
     vxrcomn._split_textline_kora = str.split
@@ -205,12 +116,10 @@ def swapping_progress(text):
 
 
 def clearing_progress(text):
-    """Empties the module's dictionary."""
     vxrcomn.__dict__.clear()
 
 
-def reentrant_progress(text):
-    """Calls back into the module with the text it was given."""
+def reentrant_progress(text):  # calls back into the module with the text it was given
     try:
         vxrcomn._split_textline_kora(text)
     except Exception:
@@ -220,8 +129,7 @@ def reentrant_progress(text):
     vxrcomn._print_dict(text, {1: text}, len)
 
 
-def recursive_progress(text):
-    """Calls a module function that calls it again, without end."""
+def recursive_progress(text):  # calls a module function that calls it again, without end
     vxrcomn._split_txtline_to_values_kora("bus", ",x", "I", "int", recursive_progress)
 
 
@@ -240,8 +148,7 @@ VALUES = [
 
 
 def fingerprint(obj, seen=None):
-    """The identity and type of an object and, for containers, of all they
-    hold, in order: equal fingerprints mean nothing was changed."""
+    """Identity and type of an object and of all it holds: equal means unchanged."""
     seen = set() if seen is None else seen
     if id(obj) in seen:
         return (type(obj), id(obj))
@@ -261,22 +168,18 @@ def globals_fingerprint():
 
 
 def call(func, args):
-    """One call with the ordinary-exception rule and the after-checks:
-    returns the result or the exception."""
+    """One call, checked: the result or the exception."""
     made = [a.make() if isinstance(a, Fresh) else a for a in args]
     checked = [a for a in args if not isinstance(a, Fresh)]  # those change themselves
-    before_args, saved, before_globals = fingerprint(checked), dict(vxrcomn.__dict__), globals_fingerprint()
-    try:
-        outcome = func(*made)
-    except SystemError:
-        raise
-    except Exception as e:
-        outcome = e
-    finally:
+    before_args, before_globals = fingerprint(checked), globals_fingerprint()
+    with mock.patch.dict(vxrcomn.__dict__):
+        try:
+            outcome = func(*made)
+        except SystemError:
+            raise
+        except Exception as e:
+            outcome = e
         rebound = globals_fingerprint() != before_globals
-        if rebound:
-            vxrcomn.__dict__.clear()
-            vxrcomn.__dict__.update(saved)
     assert fingerprint(checked) == before_args, (func, args)
     if rebound:
         # Only a progress callable that rebinds globals may change them.
@@ -285,9 +188,7 @@ def call(func, args):
 
 
 def sweep(func, good_args, skip=None):
-    """Calls func with each hostile value in each argument position, the other
-    arguments good.  Only an ordinary exception may come out; SystemError
-    means the module broke its own rules."""
+    """Each hostile value in each position, the others good; SystemError is the module's fault."""
     for position in range(len(good_args)):
         for value in VALUES:
             if not (skip and skip(position, value)):

@@ -1,10 +1,5 @@
-"""Reference-leak check: many rounds of calls, no growth of the interpreter's
-allocated blocks, and the reference counts of the arguments (and of
-everything they contain) and of the module's globals unchanged.
-
-VXR_LEAK_CALLS sets the strength of a run: `make check` runs 100,000, which
-makes 10,000 rounds; `make test` 10,000 (1,000 rounds, the fewest), which
-still shows a leak of one block per round as five times the slack."""
+"""Rounds of calls (VXR_LEAK_CALLS // 10, at least 1,000) that must not grow the
+allocated blocks or change the reference counts of the arguments or globals."""
 import collections
 import gc
 import os
@@ -20,21 +15,14 @@ CONTAINERS = (list, tuple, dict, set, frozenset, collections.OrderedDict)
 RESULTS = []  # (label, calls, blocks grown) of every check run, for the summary
 
 
-def _shared(obj):
-    """Objects the interpreter shares everywhere (None, booleans, small
-    ints): their counts move with unrelated work."""
-    return obj is None or type(obj) is bool or (type(obj) is int and -5 <= obj <= 256)
-
-
 def _watched(objects):
-    """The objects and everything inside their containers, and the values
-    of the module's globals: a lost reference to an existing object shows in
-    its count, not in the allocated blocks."""
+    """The objects, their containers' contents and the globals: a lost reference shows in a count."""
     seen = {}
     stack = list(objects) + list(vxrcomn.__dict__.values())
     while stack:
         obj = stack.pop()
-        if id(obj) in seen or _shared(obj):
+        # None, booleans and small ints: their counts move with unrelated work.
+        if id(obj) in seen or obj is None or type(obj) is bool or (type(obj) is int and -5 <= obj <= 256):
             continue
         seen[id(obj)] = obj
         if isinstance(obj, CONTAINERS):
@@ -43,8 +31,7 @@ def _watched(objects):
 
 
 def leaks(body, watch, label, calls_per_round=1):
-    """Runs body() for ROUNDS rounds (an exception it raises is part of the
-    round); returns what grew: a text, or "" when nothing did."""
+    """body() for ROUNDS rounds; what grew, as a text, or "" when nothing did."""
     for _ in range(20):  # warm caches: interned texts, the re cache
         body()
     gc.collect()

@@ -1,6 +1,5 @@
-"""The examples of docs/ run as written: every ```pycon block is a doctest
-and every ```python block is executed, in page order, in one namespace per
-page, from the repository's root (where the pages' relative paths start)."""
+"""The examples of docs/ as written: ```pycon blocks as doctests, ```python blocks
+executed, in order, one namespace per page, from the repository's root."""
 import doctest
 import io
 import os

@@ -1,7 +1,5 @@
-"""The real RAW and EPC files of ../shared/data (skipped where that folder
-is absent): every line split as the plain-Python baseline splits it, on
-both paths, and each file read by its example reader with every message
-explained."""
+"""The real files of ../shared/data (when present): every line split as the
+baseline splits it, on both paths; each file read, every message explained."""
 import os
 
 import pytest
@@ -10,10 +8,7 @@ from conftest import shared_files
 from test_examples import read, read_pslf, unexplained
 from test_fuzz import same, values
 
-FILES = shared_files("raw", ".raw") + shared_files("epc", ".epc")
-
-
-@pytest.mark.parametrize("path", FILES, ids=os.path.basename)
+@pytest.mark.parametrize("path", shared_files(), ids=os.path.basename)
 def test_shared_file(vx, path):
     with open(path, encoding="latin-1", newline="") as f:
         lines = f.read().splitlines(True)

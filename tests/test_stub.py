@@ -22,8 +22,7 @@ def test_the_stub_has_every_function_and_nothing_else():
 
 
 def stub_parameters(node):
-    """(name, kind, default) per parameter; default is inspect's empty,
-    Ellipsis for "..." or the literal's value."""
+    """(name, kind, default) per parameter: inspect's empty, Ellipsis for "..." or the value."""
     args = node.args
     positional = [(a, inspect.Parameter.POSITIONAL_ONLY) for a in args.posonlyargs]
     positional += [(a, inspect.Parameter.POSITIONAL_OR_KEYWORD) for a in args.args]

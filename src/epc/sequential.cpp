@@ -23,6 +23,23 @@ bool is_keep_mark(State& st, PyObject* text) {
     return hi - lo == 1 && PyUnicode_READ(kind, data, lo) == '!';
 }
 
+// True when every key of an exact dict, or every item of a list, is an exact
+// str: looking such keys up, or storing them, runs nothing of the caller's.
+bool exact_str_keys(PyObject* container) {
+    if (PyList_CheckExact(container)) {
+        for (Py_ssize_t i = 0; i < PyList_GET_SIZE(container); ++i) {
+            if (!PyUnicode_CheckExact(PyList_GET_ITEM(container, i))) return false;
+        }
+        return true;
+    }
+    Py_ssize_t pos = 0;
+    PyObject *key, *value;
+    while (PyDict_Next(container, &pos, &key, &value)) {
+        if (!PyUnicode_CheckExact(key)) return false;
+    }
+    return true;
+}
+
 Ref pslf_seq_assign_data_values(State& st, PyObject* const* a) {
     PyObject *recgrp = a[0], *lnumstr = a[1], *valslist = a[2], *frmtdct = a[3], *progress = a[4];
     bool ierr = false;
@@ -47,16 +64,32 @@ Ref pslf_seq_assign_data_values(State& st, PyObject* const* a) {
     // Defaults from the position of the first missing text on, whether the
     // walk ended or stopped at a bad item; separators included.
     Py_ssize_t nvals = vxr::length(valslist);
-    // The key list is taken afresh only when defaults are due; for an exact
-    // dict its length is the dict's, with nothing to run.
-    if ((PyDict_CheckExact(frmtdct) || PyODict_CheckExact(frmtdct)) && nvals >= PyDict_GET_SIZE(frmtdct)) {
-        return vxr::tuple_of({vxr::py_bool(ierr), valsdict.get()});
-    }
-    Ref keys = vxr::epc::key_list(st, frmtdct);
-    for (Py_ssize_t ii = nvals; ii < PyList_GET_SIZE(keys.get()); ++ii) {
-        PyObject* nam = PyList_GET_ITEM(keys.get(), ii);  // the list is ours alone
-        Ref vtyp = vxr::getitem(vxr::getitem(frmtdct, nam).get(), st.n.type);
-        vxr::setitem(valsdict.get(), nam, vxr::epc::default_value(st, vxr::epc::item_type(st, vtyp.get())).get());
+    const bool exact = PyDict_CheckExact(frmtdct) || PyODict_CheckExact(frmtdct);
+    const Py_ssize_t nkeys =
+        exact ? PyDict_GET_SIZE(frmtdct) : PyList_GET_SIZE(vxr::epc::key_list(st, frmtdct).get());
+    // Each default item is named by the keys as they are at that item.  An
+    // exact dict's are listed again only after an item whose reading could
+    // have run the caller's code and so changed them; otherwise listing
+    // runs nothing and would give the same list.
+    bool current = false;
+    Ref keys;
+    for (Py_ssize_t ii = nvals; ii < nkeys; ++ii) {
+        if (!current) {
+            keys = vxr::epc::key_list(st, frmtdct);
+            current = exact && exact_str_keys(keys.get()) && PyODict_CheckExact(valsdict.get()) &&
+                      exact_str_keys(valsdict.get());
+        }
+        PyObject* nam = PyList_GetItem(keys.get(), ii);  // its own IndexError past the end; kept by keys
+        if (nam == nullptr) vxr::fail();
+        Ref descriptor = vxr::getitem(frmtdct, nam);
+        Ref vtyp = vxr::getitem(descriptor.get(), st.n.type);
+        const vxr::epc::ItemType type = vxr::epc::item_type(st, vtyp.get());
+        Ref wrap;
+        if (type == vxr::epc::ItemType::character) wrap = vxr::global(st, st.n.WRAP_CHAR);
+        Ref value = wrap ? vxr::wrap_between(st, st.n.blank, wrap.get()) : vxr::epc::default_value(st, type);
+        vxr::setitem(valsdict.get(), nam, value.get());
+        current = current && PyDict_CheckExact(descriptor.get()) && exact_str_keys(descriptor.get()) &&
+                  PyUnicode_CheckExact(vtyp.get()) && (!wrap || PyUnicode_CheckExact(wrap.get()));
     }
     return vxr::tuple_of({vxr::py_bool(ierr), valsdict.get()});
 }

@@ -86,6 +86,13 @@ PyObject* svd_type_key(State& st, PyObject* vnamsdct, PyObject* ty) {
     return nullptr;
 }
 
+// vnamlist.extend(vnamsdct[key]): the method is looked up before the key is
+// read, so a copied name list without one (a tuple's) fails first.
+void extend_by(State& st, PyObject* vnamlist, PyObject* vnamsdct, PyObject* key) {
+    Ref extend = vxr::getattr(vnamlist, st.n.epc_extend);
+    vxr::call1(extend.get(), vxr::getitem(vnamsdct, key).get());
+}
+
 // " SVD type found is '<ty>'. ..." and the record-ignored tail; the SVD
 // reader's early return gives its plain dictionary back.
 Ref report_svd_type(State& st, PyObject* ty, PyObject* recgrp, PyObject* lnumstr, PyObject* progress,
@@ -122,8 +129,8 @@ Ref epc_assign_data_values_svd(State& st, PyObject* const* a) {
     Ref vnamlist = full_slice(begin_all.get());
     PyObject* group = svd_type_key(st, vnamsdct, ty.get());
     if (group == nullptr) return report_svd_type(st, ty.get(), recgrp, lnumstr, progress, valsdict.get());
-    vxr::method(vnamlist.get(), st.n.epc_extend, vxr::getitem(vnamsdct, group).get());
-    vxr::method(vnamlist.get(), st.n.epc_extend, vxr::getitem(vnamsdct, st.n.epc_end_all).get());
+    extend_by(st, vnamlist.get(), vnamsdct, group);
+    extend_by(st, vnamlist.get(), vnamsdct, st.n.epc_end_all);
 
     return vxr::epc::assign_pairs(st, recgrp, lnumstr, vnamlist.get(), valslist, frmtdct, progress);
 }

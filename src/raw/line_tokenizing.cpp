@@ -66,7 +66,8 @@ Ref check_eof_blank_line(State& st, PyObject* line) {
     } else {
         eof = length(line, VXR_HERE) == 0;
         Ref stripped = method(line, st.n.strip, VXR_HERE);
-        blank = length(stripped.get(), VXR_HERE) == 0;
+        // Empty is false: whatever a subclass's strip() gives is answered.
+        blank = !truthy(stripped.get(), VXR_HERE);
         if (!blank) {
             Ref two = check(PyLong_FromLong(2), VXR_HERE);
             Ref first_two = check(PySlice_New(nullptr, two.get(), nullptr), VXR_HERE);

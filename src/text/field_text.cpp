@@ -90,11 +90,17 @@ Ref get_sized_string(State& st, PyObject* const* a) {
 // Every _WRAP_PRNT quote removed, wherever it stands; None gives "".
 Ref get_unwrapped_string(State& st, PyObject* instr) {
     if (instr == Py_None) return Ref::new_ref(st.n.empty);
-    Ref wrap = global(st, st.n.WRAP_PRNT);
-    if (PyUnicode_CheckExact(instr) && PyUnicode_CheckExact(wrap.get())) {
-        return check(PyUnicode_Replace(instr, wrap.get(), st.n.empty, -1));
+    if (PyUnicode_CheckExact(instr)) {
+        // str.replace is always there: only the global can fail.
+        Ref wrap = global(st, st.n.WRAP_PRNT);
+        if (PyUnicode_CheckExact(wrap.get())) return check(PyUnicode_Replace(instr, wrap.get(), st.n.empty, -1));
+        return method(instr, st.n.replace, wrap.get(), st.n.empty);
     }
-    return method(instr, st.n.replace, wrap.get(), st.n.empty);
+    // instr.replace is looked up before the global is read.
+    Ref replace = getattr(instr, st.n.replace);
+    Ref wrap = global(st, st.n.WRAP_PRNT);
+    PyObject* args[2] = {wrap.get(), st.n.empty};
+    return callv(replace.get(), args, 2);
 }
 
 }  // namespace vxr

@@ -50,6 +50,10 @@ class S(str):
     """Any str subclass takes the generic paths."""
 
 
+def stripping(text, stripped):  # a line whose strip() gives `stripped`
+    return type("Line", (str,), {"strip": lambda self: stripped})(text)
+
+
 def moved(od, key):
     od = OD(od)
     od.move_to_end(key)  # its own order now differs from its storage order
@@ -132,6 +136,8 @@ RAW = {
         row(("",), (True, True)),
         row((" @! x\n",), (False, False)),     # a comment starts in the first column
         row(("1, 2\n",), (False, False)), row((S("@! x\n"),), (False, True)),
+        row((stripping("x\n", None),), (False, True)), row((stripping("x\n", 0),), (False, True)),   # false: blank
+        row((stripping("", None),), (True, True)), row((stripping("1, 2\n", [0]),), (False, False)),
     ],
     "_split_textline_kora": [
         row(("1, 'BUS A', ,, 2.5 # c",), ["1", "BUS A", "_ifc", "_ifc", "2.5"]),
@@ -278,6 +284,24 @@ def appending_texts():
     return ("bus", 1, texts, {"a": {"type": "int"}, "b": {"type": "int"}, "c": {"type": "int"}}, Tap(texts.append))
 
 
+class Renaming:
+    """A format that is no dict: its keys() names its last key after the number of the call."""
+    calls = 0
+    __getitem__ = lambda self, key: FB.get(key, {"type": "int"})  # noqa: E731
+
+    def keys(self):
+        self.calls += 1
+        return ["a", "b", "c", "k%d" % self.calls]
+
+
+def shrinking():
+    """A format dict whose first descriptor, once read, drops the second item."""
+    frmt, first = {}, Meddling(type="int")
+    first.meddle = lambda: frmt.pop("b", None)
+    frmt.update(a=first, b={"type": "int"}, c={"type": "int"})
+    return frmt
+
+
 def growing_format(change):
     frmt = {"a": {"type": "int"}, "b": {"type": "int"}, "c": {"type": "int"}}
     return ("bus", 1, ["x"], frmt, Tap(lambda text: change(frmt)))
@@ -352,6 +376,9 @@ EPC = {
         row(("svd", 7, ["1", ":"], SVD_NAMES, SVD_FRMT, P),
             E(UnboundLocalError, "local variable 'ty' referenced before assignment", IndexError)),
         row(("svd", 1, ["1", ":", "5"], {"begin_all": ["ty"]}, SVD_FRMT, P), E(KeyError, "'ty_01234'")),
+        row(("svd", 1, ["1", ":", "0"], {"begin_all": ("ty",)}, SVD_FRMT, P),    # extend looked up first
+            E(AttributeError, "'tuple' object has no attribute 'extend'")),
+        row(("svd", 1, ["1", ":", "1"], {"begin_all": ["ty"], "ty_012": []}, SVD_FRMT, P), E(KeyError, "'end_all'")),
         row(("svd", 1, ["5"], {"begin_all": ["n"]}, SVD_FRMT, P), E(ValueError, "'ty' is not in list")),
     ],
     "_epc_assign_data_values_qtable": [
@@ -371,6 +398,10 @@ EPC = {
         row(("g", 1, [":"], [], F, P), (1, 2), glob={"_epc_assign_data_values_common": lambda *args: [1, 2]}),
     ],
     "_pslf_seq_assign_data_values": [
+        row(Fresh(lambda: ("g", 1, ["1"], Renaming(), P)), (False, OD(a=1, b=0.0, c="' '", k5=0))),  # keys() per item
+        row(Fresh(lambda: ("g", 1, [], Renaming(), P)), (False, OD(a=0, b=0.0, c="' '", k6=0))),
+        row(Fresh(lambda: ("g", 1, ["1", "2", "x", "4"], Renaming(), P)), (False, OD(a=1, b=2.0, c="'x'", k1=4))),
+        row(Fresh(lambda: ("g", 1, [], shrinking(), P)), E(IndexError, "list index out of range")),   # listed afresh
         row(("bus", 7, ["1", ":", "2", "X"], SEQ, P), (False, OD(a=1, b=2, c="'X'"))),
         row(("bus", 7, ["1.0", ":", "2", "X", "9"], SEQ, P), (True, OD()), epc_bad("Integer", "a", "1.0")),
         row(("bus", 7, ["1"], SEQ, P), (False, OD(a=1, semi=0.0, b=0, c="' '"))),   # defaults include the separator
@@ -492,8 +523,12 @@ OTHER = {
     "_get_wrapped_string": [row(("ABC",), "'ABC'"), row((5,), E(AttributeError, "'int' object has no attribute 'find'")),
                             row((S("A"),), "'A'")] + [w for w, _ in WRAPS],
     "_get_unwrapped_string": [row(("'A'B'",), "AB"), row((b"'a'",), E(TypeError, "~a bytes-like object is required")),
+                              row((5,), E(AttributeError, "'int' object has no attribute 'replace'"),
+                                  glob={"_WRAP_PRNT": DEL}),              # instr.replace looked up first
+                              row(("a",), E(NameError, "name '_WRAP_PRNT' is not defined"), glob={"_WRAP_PRNT": DEL}),
                               row((None,), ""), row((S("'A'"),), "A")] + [u for _, u in WRAPS],
     "_get_sized_string": [
+        row((5, 2), E(AttributeError, "'int' object has no attribute 'replace'"), glob={"_WRAP_PRNT": DEL}),
         row(("'BUS 1'", 8, 2, [12, "'x'"]), "'BUS 1 12x'"),
         row(("AB", 2, 4), E(ValueError, "Sign not allowed in string format specifier")),
         row(("AB", "4"), E(TypeError, "unsupported operand type(s) for -: 'str' and 'int'")),

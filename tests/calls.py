@@ -13,7 +13,7 @@ import time
 import types
 
 import hostile
-from hostile import Fresh
+from hostile import Fresh, raiser
 from conftest import IMPORT_CWD
 
 OD = collections.OrderedDict
@@ -79,12 +79,6 @@ def int_row(text):
         return row(("g", 1, {"a": text}, {"a": {"type": "int"}}, P), (False, OD(a=int(text))))
     except ValueError:
         return row(("g", 1, {"a": text}, {"a": {"type": "int"}}, P), (True, OD()), epc_bad("Integer", "a", text, "G", 1))
-
-
-def raiser(error, *args):
-    def progress(*_):
-        raise error(*args)  # a new one each time: a raised instance keeps its traceback
-    return progress
 
 
 class Meddling(dict):  # calls meddle() at every read of an item

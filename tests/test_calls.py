@@ -2,6 +2,7 @@
 objects through each function's first rows, hostile progress callables."""
 import collections
 import contextlib
+import gc
 import inspect
 import io
 import os
@@ -76,7 +77,12 @@ def run(name, r, generic=False):
     return got, messages, printed.getvalue()
 
 
+def descriptors():
+    return os.listdir("/proc/self/fd") if os.path.isdir("/proc/self/fd") else []
+
+
 def check(name, r, generic):
+    before = descriptors()
     got, messages, printed = run(name, r, generic)
     for path, text in r.files.items():
         assert open(path).read() == text, (name, r, path)
@@ -94,6 +100,10 @@ def check(name, r, generic):
     else:
         assert repr(got) == repr(exp), where
     assert (messages, printed) == (r.msgs, r.out), where
+    if len(descriptors()) != len(before):  # a file the exception's traceback holds is closed once it goes
+        del got
+        gc.collect()
+        assert len(descriptors()) == len(before), (where, "a file left open")
 
 
 @pytest.mark.parametrize("name", NAMES)

@@ -52,8 +52,8 @@ def vx():
 def pytest_terminal_summary(terminalreporter):
     write = terminalreporter.write_line
     leaks = sys.modules.get("leakcheck")
-    if leaks is not None and leaks.RESULTS:
-        results = leaks.RESULTS
+    results = leaks.RESULTS if leaks else []
+    if results:
         write("leak checks: %d, of %d functions, %d rounds each, %d calls in all; blocks grown at most %d (limit %d)"
               % (len(results), len({name for name, _, _ in results}), leaks.ROUNDS,
                  sum(calls for _, calls, _ in results), max(grown for _, _, grown in results), leaks.SLACK_BLOCKS))

@@ -102,12 +102,12 @@ def test_main_reads_the_samples_into_log_and_listing_files(tmp_path, capsys):
 
 
 def test_the_progress_line_shows_on_a_terminal_only():
-    terminal = type("Terminal", (io.StringIO,), {"isatty": lambda self: True})()
-    for stream, shown in ((terminal, True), (io.StringIO(), False)):
+    for tty in (True, False):
+        stream = type("Stream", (io.StringIO,), {"isatty": lambda self: tty})()
         line = vxrtool.ProgressLine(stream, 1000)
         line.update(16384, 500)
         line.clear()
-        assert ("reading line 16384 (50%)" in stream.getvalue()) is shown
+        assert ("reading line 16384 (50%)" in stream.getvalue()) is tty
 
 
 def test_epc_samples():

@@ -86,15 +86,12 @@ def growing_dict():
 
 def clearing_list():
     items = []
-    items.extend([ClearingItem("1", items), ClearingItem(":", items), "2", "3", "4"])
-    return items
+    return items.extend([ClearingItem("1", items), ClearingItem(":", items), "2", "3", "4"]) or items
 
 
 def clearing_dict():  # a format dictionary whose first key empties it during a look-up
     d = {}
-    d[ClearingItem("a", d)] = {"type": "int", "defval": 0, "value": 1}
-    d["b"] = {"type": "float", "defval": 0.0}
-    return d
+    return d.update({ClearingItem("a", d): {"type": "int", "defval": 0, "value": 1}, "b": {"type": "float"}}) or d
 
 
 def raising_progress(text):

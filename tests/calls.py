@@ -305,6 +305,7 @@ EPC = {
     ],
     "_get_values_from_data_line_text_pslf": [
         row(("bus", 1, '1 "A, B" O\'N x\\ y', P), ["1", "A_ B", "O_N", "x y"]),
+        row(("bus", 1, S("a,b 'c'"), P), ["a_b", "_c_"]),     # a subclass's commas replaced before the split
         row(("bus", 12, '1 "A B" "C 2', P), [], " Character Data items not specified correctly using double quotes, "
             "uneven number (3) of double quotes found.\n     'BUS' record specified on line 12 ignored.\n"),
         row(("bus", 1, "1 x\\", P), E(TypeError, "not all arguments converted during string formatting",

@@ -112,6 +112,8 @@ def swap_once():
 # KORA RAW
 # ---------------------------------------------------------------------------
 
+ZeroLike = type("ZeroLike", (str,), {"strip": lambda self: self, "lower": lambda self: "x", "__hash__": str.__hash__,
+                                     "__eq__": lambda self, other: other == "0"})
 Lexer = type("Lexer", (shlex.shlex,), {"__iter__": lambda self: iter(["x'", '"y'])})
 Stripped = type("Stripped", (str,), {"strip": lambda self: "7, 8"})
 
@@ -153,6 +155,8 @@ RAW = {
         row(("x", ",1", P), (False, True, "", ["_ifc", "1"]), " >Error - Reading 'X', record ignored.\n >>,1",
             glob={"_PRG_INDENT": ">", "_PRG_INDENT2": ">>"}),
         row(("g", "A = 1", P), (True, False, "Q", ["Q", "A=1"]), glob={"_split_textline_kora": lambda line: ["Q", line]}),
+        row(("g", "x", P), E(ValueError, "invalid literal for int() with base 10: 'x'"),   # == "0" asked of the item
+            glob={"_split_textline_kora": lambda line: [ZeroLike("x")]}),
         row(("g", "1 'x", P), E(Exception, "Error reading line: 1 'x")),
     ],
     "_split_txtline_to_values_kora": [

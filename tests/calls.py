@@ -73,8 +73,7 @@ def epc_bad(kind, nam, text, group="BUS", line=7):
            "ignored.\n" % (kind, nam, text, group, line)
 
 
-def int_row(text):
-    """The common assigner's int() of a text is the interpreter's."""
+def int_row(text):  # the common assigner's int() of a text is the interpreter's
     try:
         return row(("g", 1, {"a": text}, {"a": {"type": "int"}}, P), (False, OD(a=int(text))))
     except ValueError:

@@ -61,10 +61,7 @@ class Fresh:
 class GrowingDict(dict):
     """Gains an entry whenever it is read."""
     def _grow(read):
-        def method(self, *args):
-            dict.__setitem__(self, "k%d" % len(self), {"type": "int", "defval": 0, "value": 1})
-            return read(self, *args)
-        return method
+        return lambda self, *a: dict.__setitem__(self, "k%d" % len(self), {"type": "int", "value": 1}) or read(self, *a)
     __getitem__, __contains__, keys, items = map(_grow, (dict.__getitem__, dict.__contains__, dict.keys, dict.items))
 
 

@@ -60,9 +60,7 @@ def globals_as(generic, glob, protect=True):
 
 def made(r, progress):
     def arg(a):
-        if a is P:
-            return progress
-        return (lambda text, fn=a.fn: progress(text) or fn(text)) if isinstance(a, Tap) else a
+        return progress if a is P else (lambda t, fn=a.fn: progress(t) or fn(t)) if isinstance(a, Tap) else a
     args = r.args.make() if isinstance(r.args, Fresh) else r.args
     return [arg(a) for a in args], {k: arg(v) for k, v in r.kw.items()}
 

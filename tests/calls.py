@@ -339,6 +339,9 @@ EPC = {
             (False, OD(a=1, b=2.0, c="'X'"))),
         row(Fresh(lambda: ("bus", 7, iter(["7", ":", "1e3", "x"]), iter(["a", "semi1", "b"]), FB, P)),
             (False, OD(a=7, b=1000.0, c="' '"))),
+        row(("bus", 7, ["1", ":", "x"], ["a", "semi2", "c"], dict(FB, semi2={"type": "int"}), P),
+            (False, OD(a=1, b=0.0, c="'x'", semi2=0))),                     # semi2 is a separator too
+        row(("bus", 7, ["1", ":", "2"], [S("a"), S("semi"), "b"], FB, P), (False, OD(a=1, b=2.0, c="' '"))),
         row(("g", 1, ["5", "6"], ["a", "b"], OD([(Name("a"), {"type": "int"}), (1, {"type": "int"})]), P),
             (False, OD([("a", 5), (1, 0)]))),
         row(Fresh(clearing_descriptors), (False, OD(a=1, b=2))),

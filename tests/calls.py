@@ -56,8 +56,7 @@ def stripping(text, stripped):  # a line whose strip() gives `stripped`
 
 def moved(od, key):
     od = OD(od)
-    od.move_to_end(key)  # its own order now differs from its storage order
-    return od
+    return od.move_to_end(key) or od  # its own order now differs from its storage order
 
 
 CLOCK = types.SimpleNamespace(localtime=lambda: time.struct_time((2024, 3, 7, 14, 5, 9, 3, 67, 0)),
@@ -84,8 +83,7 @@ class Meddling(dict):  # calls meddle() at every read of an item
     __getitem__ = lambda self, key: (self.meddle(), dict.__getitem__(self, key))[1]  # noqa: E731
 
 
-def declarations_read_once():
-    """The declarations are read once, the work folder's fallback at the end."""
+def declarations_read_once():  # the declarations read once, the work folder's fallback at the end
     declared, kwds = {"a": 1, "workdir": "file/sub"}, Meddling(a="5")
     kwds.meddle = lambda: declared.pop("a", None) or declared.update(late=2, workdir="fallback")
     return (declared, kwds)
@@ -101,8 +99,7 @@ def format_read_after_the_items():
     return ([item], item.frmt)
 
 
-def swap_once():
-    """Binds usable other globals at the first message (read after it)."""
+def swap_once():  # binds usable other globals at the first message (read after it)
     done = []
     return Tap(lambda text: done or done.append(hostile.swapping_progress(text)))
 
@@ -287,8 +284,7 @@ class Renaming:
         return ["a", "b", "c", "k%d" % self.calls]
 
 
-def shrinking():
-    """A format dict whose first descriptor, once read, drops the second item."""
+def shrinking():  # a format dict whose first descriptor, once read, drops the second item
     frmt, first = {}, Meddling(type="int")
     first.meddle = lambda: frmt.pop("b", None)
     frmt.update(a=first, b={"type": "int"}, c={"type": "int"})
@@ -471,8 +467,7 @@ def term(tertyp, line):
     return row(({1: {"term": [record]}}, P), None, "\n", line if line != JUNK else JUNK + str(record) + "\n")
 
 
-def snapshot_blocks():
-    """Progress empties the blocks (listed first) and shortens a record list (walked as it stands)."""
+def snapshot_blocks():  # progress empties the blocks (listed first), shortens a record list (walked as is)
     nodes = [dict(NODE, NI=i) for i in (1, 2, 3)]
     blocks = {1: {"node": nodes}, 2: {}}
     return (blocks, Tap(lambda text: blocks.clear() or (text.startswith("1,") and nodes.pop())))

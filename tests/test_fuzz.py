@@ -167,8 +167,8 @@ def test_epc_lines(batch):
 
 def test_fast_paths_come_back_once_the_lexer_class_is_restored():
     """A patched lexer class takes both tokenizers to the generic path, and only while patched."""
-    line = "NORTH-01"
-    original = shlex.shlex.read_token
+    line, original = "NORTH-01", shlex.shlex.read_token
+    references = sys.getrefcount(original)
     shlex.shlex.read_token = lambda self: (original(self) or "").upper() or original(self)
     try:
         assert vx._split_textline_kora("a, b") == ["A", "B"]
@@ -178,6 +178,7 @@ def test_fast_paths_come_back_once_the_lexer_class_is_restored():
         shlex.shlex.read_token = original
     assert vx._split_textline_kora("a, b") == ["a", "b"]
     assert vx._get_values_from_data_line_text_pslf("bus", 1, line, len)[0] is line
+    assert sys.getrefcount(original) == references  # the class's look-ups keep nothing
 
 
 # ---------------------------------------------------------------------------

@@ -106,23 +106,17 @@ inline int check_status(int status, Loc where = VXR_CALLER) {
 
 // While alive, the exception that was set when it was made is the "handled"
 // exception, as inside an `except:` clause: whatever is raised in the handler
-// body (by the module or by a callable it calls) gets it as __context__.
+// body (by the module or by a callable it calls) gets it as __context__, and
+// sys.exc_info() shows it there.
 class Handling {
 public:
-    Handling() noexcept {
-        PyObject *type, *value, *tb;
-        PyErr_Fetch(&type, &value, &tb);
-        PyErr_NormalizeException(&type, &value, &tb);
-        if (tb != nullptr && value != nullptr) PyException_SetTraceback(value, tb);
-        PyErr_GetExcInfo(&prev_type_, &prev_value_, &prev_tb_);
-        PyErr_SetExcInfo(type, value, tb);
-    }
-    ~Handling() { PyErr_SetExcInfo(prev_type_, prev_value_, prev_tb_); }
+    Handling() noexcept { slot_.enter(); }
+    ~Handling() { slot_.leave(); }
     Handling(const Handling&) = delete;
     Handling& operator=(const Handling&) = delete;
 
 private:
-    PyObject *prev_type_ = nullptr, *prev_value_ = nullptr, *prev_tb_ = nullptr;
+    VxrHandlerSlot slot_;
 };
 
 void add_traceback(const char* qualname, Loc where) noexcept;

@@ -7,16 +7,16 @@ void add_traceback(const char* qualname, Loc where) noexcept {
     if (PyErr_Occurred()) _PyTraceback_Add(qualname, where.file, where.line);
 }
 
+// As a function's global name is looked up: its module's dictionary, then
+// the dictionary of the built-ins (not the builtins module's attributes: a
+// module __getattr__ there is never asked).
 Ref global(State& st, PyObject* name, Loc where) {
     PyObject* value = PyDict_GetItemWithError(st.module_dict, name);
     if (value != nullptr) return Ref::new_ref(value);
     if (PyErr_Occurred()) fail(where);
-    value = PyObject_GetAttr(st.builtins, name);
-    if (value != nullptr) return Ref::steal(value);
-    if (PyErr_ExceptionMatches(PyExc_AttributeError)) {
-        PyErr_Clear();
-        PyErr_Format(PyExc_NameError, "name '%U' is not defined", name);
-    }
+    value = PyDict_GetItemWithError(st.builtins_dict, name);
+    if (value != nullptr) return Ref::new_ref(value);
+    if (!PyErr_Occurred()) PyErr_Format(PyExc_NameError, "name '%U' is not defined", name);
     fail(where);
 }
 

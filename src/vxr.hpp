@@ -156,8 +156,9 @@ struct Names {
 
 struct State {
     Names n;
-    PyObject* module_dict;  // borrowed: the module owns it and outlives calls
-    PyObject* builtins;     // the builtins module, bound as __builtins__
+    PyObject* module_dict;    // borrowed: the module owns it and outlives calls
+    PyObject* builtins;       // the builtins module, bound as __builtins__
+    PyObject* builtins_dict;  // its dictionary, where global names fall back to
 
     // Built-in names, looked up once at initialisation.
     PyObject* b_object;
@@ -196,15 +197,16 @@ struct State {
     PyObject* fn_file_pnx;
     PyObject* fn_print_dict;
 
-    bool ready;
+    bool ready;     // the body has run: the functions may use the state
+    bool executed;  // the body has been run on this module object
 };
 
 // Every owned object field of State, for traverse, clear and free.
-#define VXR_STATE_OBJECTS(X)                                                                   \
-    X(builtins) X(b_object) X(b_print) X(b_max) X(b_open) X(b_zip) X(b_enumerate) X(b_range)   \
-    X(b_sum) X(std_re) X(std_re_compile) X(std_shlex) X(std_shlex_class) X(std_shlex_split)   \
-    X(std_collections) X(std_ordered_dict) X(shlex_class_attrs) X(default_path) X(default_workdir) \
-    X(default_sfxlist) X(fn_split_textline_kora) X(fn_no_check_vlist) X(fn_epc_assign_common) \
+#define VXR_STATE_OBJECTS(X)                                                                        \
+    X(builtins) X(builtins_dict) X(b_object) X(b_print) X(b_max) X(b_open) X(b_zip) X(b_enumerate)  \
+    X(b_range) X(b_sum) X(std_re) X(std_re_compile) X(std_shlex) X(std_shlex_class) X(std_shlex_split) \
+    X(std_collections) X(std_ordered_dict) X(shlex_class_attrs) X(default_path) X(default_workdir)  \
+    X(default_sfxlist) X(fn_split_textline_kora) X(fn_no_check_vlist) X(fn_epc_assign_common)      \
     X(fn_get_unwrapped_string) X(fn_file_pnx) X(fn_print_dict)
 
 // The state of the module object that a function is bound to.
@@ -222,7 +224,8 @@ inline State& state_of(PyObject* module) {
 // ---------------------------------------------------------------------------
 
 // A module global by name, falling back to the built-ins; NameError when
-// neither has it.
+// neither has it.  At initialisation it finds the built-in names the module
+// keeps (the module's dictionary holds none of them yet).
 Ref global(State& st, PyObject* name, Loc where = VXR_CALLER);
 
 // True while the module global `name` is still the object `expected`.

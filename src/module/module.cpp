@@ -5,6 +5,7 @@
 #include "vxr.hpp"
 
 #include <cstdint>
+#include <cstring>
 #include <string>
 
 #define VXR_FUNCTION(position, name) extern PyMethodDef vxr_def_##name;
@@ -16,10 +17,11 @@ namespace {
 
 const char module_doc[] = "\nCommon Functions used in VXR\n";
 
-// The module may be initialised once per process, in one interpreter.  These
-// record identities only; they hold no references.
+// The module may be initialised once per process, in one interpreter.  A
+// module object tells whether its own body has run from its state (see
+// exec); no module's address is kept, since a freed module's address can
+// come back as another module.
 bool g_initialised = false;
-PyObject* g_initialised_module = nullptr;
 int64_t g_interpreter_id = -1;
 
 PyMethodDef* const g_functions[] = {
@@ -29,9 +31,6 @@ PyMethodDef* const g_functions[] = {
 };
 static_assert(sizeof(g_functions) / sizeof(g_functions[0]) == 35, "the module has 35 functions");
 
-// Text signatures whose defaults are only known at import time.
-std::string g_get_file_name_doc;
-std::string g_unique_tmp_file_name_doc;
 
 // ---------------------------------------------------------------------------
 // Creation
@@ -108,27 +107,17 @@ void intern_names(Names& n) {
 #undef VXR_NAME
 }
 
-PyObject* builtin(State& st, PyObject* name) {
-    PyObject* value = PyObject_GetAttr(st.builtins, name);
-    if (value == nullptr) {
-        if (PyErr_ExceptionMatches(PyExc_AttributeError)) {
-            PyErr_Clear();
-            PyErr_Format(PyExc_NameError, "name '%U' is not defined", name);
-        }
-        fail(VXR_HERE);
-    }
-    return value;
-}
-
+// The built-in names the functions use, looked up once; a missing one fails
+// the import with NameError.
 void cache_builtins(State& st) {
-    st.b_object = builtin(st, st.n.b_object);
-    st.b_print = builtin(st, st.n.b_print);
-    st.b_max = builtin(st, st.n.b_max);
-    st.b_open = builtin(st, st.n.b_open);
-    st.b_zip = builtin(st, st.n.b_zip);
-    st.b_enumerate = builtin(st, st.n.b_enumerate);
-    st.b_range = builtin(st, st.n.b_range);
-    st.b_sum = builtin(st, st.n.b_sum);
+    st.b_object = global(st, st.n.b_object, VXR_HERE).release();
+    st.b_print = global(st, st.n.b_print, VXR_HERE).release();
+    st.b_max = global(st, st.n.b_max, VXR_HERE).release();
+    st.b_open = global(st, st.n.b_open, VXR_HERE).release();
+    st.b_zip = global(st, st.n.b_zip, VXR_HERE).release();
+    st.b_enumerate = global(st, st.n.b_enumerate, VXR_HERE).release();
+    st.b_range = global(st, st.n.b_range, VXR_HERE).release();
+    st.b_sum = global(st, st.n.b_sum, VXR_HERE).release();
 }
 
 void bind(State& st, PyObject* name, PyObject* value) { check_status(PyDict_SetItem(st.module_dict, name, value), VXR_HERE); }
@@ -219,26 +208,29 @@ Ref current_directory(State& st) {
 }
 
 // A text signature holding the repr of an import-time default, so that
-// inspect.signature shows the default the function really has.
-const char* signature_with_default(std::string& storage, const char* head, PyObject* value, const char* tail) {
+// inspect.signature shows the default the function really has.  Its text is
+// kept for the rest of the process (and not freed at exit): a function
+// object, which reads it, can outlive the module and static destructors.
+const char* signature_with_default(const char* head, PyObject* value, const char* tail) {
     Ref r = check(PyObject_Repr(value), VXR_HERE);
     const char* text = PyUnicode_AsUTF8(r.get());
     if (text == nullptr) fail(VXR_HERE);
-    storage = std::string(head) + text + tail;
-    return storage.c_str();
+    std::string whole = std::string(head) + text + tail;
+    char* kept = new char[whole.size() + 1];
+    std::memcpy(kept, whole.c_str(), whole.size() + 1);
+    return kept;
 }
 
 void prepare_default(State& st, int position) {
     if (position == 2) {
         st.default_path = current_directory(st).release();
         vxr_def__get_file_name.ml_doc = signature_with_default(
-            g_get_file_name_doc, "_get_file_name($module, /, basfnam, prefix='', suffix='', extn='.txt', path=",
-            st.default_path, ")\n--\n\n");
+            "_get_file_name($module, /, basfnam, prefix='', suffix='', extn='.txt', path=", st.default_path,
+            ")\n--\n\n");
     } else if (position == 4) {
         st.default_workdir = current_directory(st).release();
         vxr_def__get_unique_tmp_file_name.ml_doc = signature_with_default(
-            g_unique_tmp_file_name_doc, "_get_unique_tmp_file_name($module, /, basfnam, extn, workdir=",
-            st.default_workdir, ")\n--\n\n");
+            "_get_unique_tmp_file_name($module, /, basfnam, extn, workdir=", st.default_workdir, ")\n--\n\n");
     } else if (position == 14) {
         st.default_sfxlist = new_list(0, VXR_HERE).release();
     }
@@ -286,9 +278,7 @@ void define_simple_object(State& st) {
     bind(st, n.SimpleObject, cls.get());
 }
 
-void run_module_body(PyObject* module) {
-    auto* st = static_cast<State*>(PyModule_GetState(module));
-    if (st == nullptr) raise(PyExc_SystemError, "vxrcomn: module state missing", VXR_HERE);
+void run_module_body(PyObject* module, State* st) {
     st->module_dict = PyModule_GetDict(module);
 
     check_binary_version();
@@ -296,6 +286,8 @@ void run_module_body(PyObject* module) {
     st->builtins = PyImport_AddModule("builtins");
     if (st->builtins == nullptr) fail(VXR_HERE);
     Py_INCREF(st->builtins);
+    st->builtins_dict = PyModule_GetDict(st->builtins);
+    Py_INCREF(st->builtins_dict);
     intern_names(st->n);
     bind(*st, st->n.dunder_builtins, st->builtins);
     cache_builtins(*st);
@@ -314,18 +306,27 @@ void run_module_body(PyObject* module) {
     st->ready = true;
 }
 
+int clear(PyObject* module);
+
 int exec(PyObject* module) noexcept {
+    auto* st = static_cast<State*>(PyModule_GetState(module));
+    if (st == nullptr) {
+        if (!PyErr_Occurred()) PyErr_SetString(PyExc_SystemError, "vxrcomn: module state missing");
+        return -1;
+    }
+    // The state of a new module object starts zeroed: only the module whose
+    // body ran (or is running) has `executed` set.
+    if (st->executed) return 0;
     if (g_initialised) {
-        if (module == g_initialised_module) return 0;
         PyErr_SetString(PyExc_RuntimeError,
                         "Module 'vxrcomn' has already been imported. Re-initialisation is not supported.");
         return -1;
     }
     g_initialised = true;
-    g_initialised_module = module;
+    st->executed = true;
     Loc where = VXR_HERE;
     try {
-        run_module_body(module);
+        run_module_body(module, st);
         return 0;
     } catch (const PyErrorSet& e) {
         where = e.where;
@@ -339,8 +340,9 @@ int exec(PyObject* module) noexcept {
         PyErr_SetString(PyExc_ImportError, "init vxrcomn");
     }
     // A failed import leaves nothing behind, so a later one may try again.
+    clear(module);
     g_initialised = false;
-    g_initialised_module = nullptr;
+    st->executed = false;
     return -1;
 }
 

@@ -24,15 +24,18 @@ bool shlex_class_restored(State& st) noexcept {
     auto* cls = reinterpret_cast<PyTypeObject*>(st.std_shlex_class);
     unsigned int tag = vxr_type_version_tag(cls);
     if (tag != 0 && tag == st.shlex_class_changed) return false;  // compared before
-    PyObject* now = cls->tp_dict;
-    PyObject* then = st.shlex_class_attrs;
-    bool same = now != nullptr && PyDict_Size(now) == PyDict_Size(then);
+    // A look-up in the class's dict can run the code of an odd key's __eq__,
+    // which can reach and change both dicts: what is compared is held here.
+    Ref now = Ref::new_ref(cls->tp_dict);
+    Ref then = Ref::new_ref(st.shlex_class_attrs);
+    bool same = now && PyDict_Size(now.get()) == PyDict_Size(then.get());
     Py_ssize_t pos = 0;
     PyObject *key, *value;
-    while (same && PyDict_Next(then, &pos, &key, &value)) {
-        PyObject* current = PyDict_GetItemWithError(now, key);
+    while (same && PyDict_Next(then.get(), &pos, &key, &value)) {
+        Ref held_key = Ref::new_ref(key), held_value = Ref::new_ref(value);
+        PyObject* current = PyDict_GetItemWithError(now.get(), held_key.get());
         if (current == nullptr) PyErr_Clear();
-        same = current == value;
+        same = current == held_value.get();
     }
     if (tag == 0) {
         // A class attribute look-up gives the class a valid tag again.
@@ -106,10 +109,9 @@ Ref format(State& st, PyObject* templ, std::initializer_list<PyObject*> args, Lo
 }
 
 Ref wrap_between(State& st, PyObject* text, PyObject* wrap, Loc where) {
-    if (!PyUnicode_CheckExact(text) || !PyUnicode_CheckExact(wrap)) {
+    if (!exact_str(text, where) || !exact_str(wrap, where)) {
         return format(st, st.n.wrap_template, {text, wrap}, where);
     }
-    if (PyUnicode_READY(text) < 0 || PyUnicode_READY(wrap) < 0) fail(where);
     const Py_ssize_t nt = PyUnicode_GET_LENGTH(text), nw = PyUnicode_GET_LENGTH(wrap);
     if (nw == 0) return Ref::new_ref(text);
     Py_UCS4 maxchar = PyUnicode_MAX_CHAR_VALUE(text);

@@ -144,6 +144,39 @@ PyObject* guard(const char* qualname, Body&& body) noexcept {
 }
 
 // ---------------------------------------------------------------------------
+// Exact strings, read in place
+// ---------------------------------------------------------------------------
+
+// True for an exact str, made ready: a fast path reads only such strings.
+// Up to 3.11 a str made through the legacy API holds only wchar_t data until
+// it is made ready; its length and characters read as empty before that.
+// Anything else (a subclass above all) takes the generic path.
+inline bool exact_str(PyObject* obj, Loc where = VXR_CALLER) {
+    if (!PyUnicode_CheckExact(obj)) return false;
+    if (VXR_UNLIKELY(PyUnicode_READY(obj) < 0)) fail(where);
+    return true;
+}
+
+// The bounds of text.strip() over its characters: white space is what
+// str.strip() strips.
+template <typename CharT>
+inline void strip_bounds(const CharT* data, Py_ssize_t& start, Py_ssize_t& end) {
+    while (start < end && Py_UNICODE_ISSPACE(data[start])) ++start;
+    while (end > start && Py_UNICODE_ISSPACE(data[end - 1])) --end;
+}
+
+// The bounds of s.strip() for a str that exact_str() accepted.
+inline void strip_bounds(PyObject* s, Py_ssize_t& start, Py_ssize_t& end) {
+    start = 0;
+    end = PyUnicode_GET_LENGTH(s);
+    switch (PyUnicode_KIND(s)) {
+        case PyUnicode_1BYTE_KIND: strip_bounds(PyUnicode_1BYTE_DATA(s), start, end); break;
+        case PyUnicode_2BYTE_KIND: strip_bounds(PyUnicode_2BYTE_DATA(s), start, end); break;
+        default: strip_bounds(PyUnicode_4BYTE_DATA(s), start, end); break;
+    }
+}
+
+// ---------------------------------------------------------------------------
 // Module state
 // ---------------------------------------------------------------------------
 
@@ -364,7 +397,7 @@ inline bool truthy(PyObject* obj, Loc where = VXR_CALLER) { return check_status(
 
 // a == b, as the `==` of an if statement.
 inline bool equals(PyObject* a, PyObject* b, Loc where = VXR_CALLER) {
-    if (PyUnicode_CheckExact(a) && PyUnicode_CheckExact(b)) {
+    if (exact_str(a, where) && exact_str(b, where)) {
         if (a == b) return true;
         return PyUnicode_GET_LENGTH(a) == PyUnicode_GET_LENGTH(b) && PyUnicode_Compare(a, b) == 0;
     }
@@ -401,12 +434,11 @@ inline void append_text(Ref& a, PyObject* b, Loc where = VXR_CALLER) {
 
 inline Ref str(PyObject* obj, Loc where = VXR_CALLER) { return check(PyObject_Str(obj), where); }
 
-// int(obj) and float(obj)
 // int(text) for a short ASCII decimal text (blanks around it, a sign and up
 // to 18 digits), read here; nullptr for anything else, which int() itself
-// must read.
+// must read (or with an error set when the text cannot be made ready).
 inline PyObject* int_from_decimal_text(PyObject* text) noexcept {
-    if (!PyUnicode_CheckExact(text) || !PyUnicode_IS_ASCII(text)) return nullptr;
+    if (!PyUnicode_CheckExact(text) || PyUnicode_READY(text) < 0 || !PyUnicode_IS_ASCII(text)) return nullptr;
     const char* p = reinterpret_cast<const char*>(PyUnicode_1BYTE_DATA(text));
     const char* end = p + PyUnicode_GET_LENGTH(text);
     while (p < end && *p == ' ') ++p;
@@ -466,8 +498,9 @@ Ref tuple_of(std::initializer_list<PyObject*> items, Loc where = VXR_CALLER);
 inline PyObject* py_bool(bool b) noexcept { return b ? Py_True : Py_False; }
 
 // list(mapping.items()), taken before a walk over it.  An exact dict is read
-// directly into (key, value) pairs; anything else is listed through its
-// items() and each element unpacked when the walk reaches it.
+// directly into (key, value) pairs (its items() runs nothing of the
+// caller's); anything else is listed through its items() and each element
+// unpacked when the walk reaches it.
 class ItemsSnapshot {
 public:
     ItemsSnapshot(State& st, PyObject* mapping) {
@@ -478,14 +511,13 @@ public:
             while (PyDict_Next(mapping, &pos, &key, &value)) {
                 pairs_.emplace_back(Ref::new_ref(key), Ref::new_ref(value));
             }
-            size_ = static_cast<Py_ssize_t>(pairs_.size());
         } else if (PyODict_CheckExact(mapping)) {
             // An exact OrderedDict in its own order (which move_to_end may
             // have made different from its storage order), without the
             // (key, value) tuples of its items view.
             pairs_.reserve(static_cast<size_t>(PyDict_GET_SIZE(mapping)));
             Ref keys = iter(mapping);
-            while (Ref key = next(keys.get())) {
+            while (Ref key = vxr::next(keys.get())) {
                 PyObject* value = PyDict_GetItemWithError(mapping, key.get());
                 if (value == nullptr) {
                     if (!PyErr_Occurred()) PyErr_SetObject(PyExc_KeyError, key.get());
@@ -493,30 +525,36 @@ public:
                 }
                 pairs_.emplace_back(std::move(key), Ref::new_ref(value));
             }
-            size_ = static_cast<Py_ssize_t>(pairs_.size());
         } else {
             Ref items = method(mapping, st.n.items);
             list_ = check(PySequence_List(items.get()));
-            size_ = PyList_GET_SIZE(list_.get());  // ours alone: its size stays
         }
     }
-    Py_ssize_t size() const { return size_; }
-    void get(Py_ssize_t i, Ref& key, Ref& value) const {
+    // The next (key, value) pair, as `for key, value in snapshot` gives it;
+    // false at the end.  The listed items are a list that the caller's code
+    // can reach (through gc) and change as any list: its size is read anew
+    // at each step, as the list's iterator does.
+    bool next(Ref& key, Ref& value) {
         if (!list_) {
-            key = Ref::new_ref(pairs_[static_cast<size_t>(i)].first.get());
-            value = Ref::new_ref(pairs_[static_cast<size_t>(i)].second.get());
-        } else {
-            Ref pair[2];
-            unpack(PyList_GET_ITEM(list_.get(), i), pair, 2);
-            key = std::move(pair[0]);
-            value = std::move(pair[1]);
+            if (next_ >= pairs_.size()) return false;
+            key = Ref::new_ref(pairs_[next_].first.get());
+            value = Ref::new_ref(pairs_[next_].second.get());
+            ++next_;
+            return true;
         }
+        if (static_cast<Py_ssize_t>(next_) >= PyList_GET_SIZE(list_.get())) return false;
+        Ref item = Ref::new_ref(PyList_GET_ITEM(list_.get(), static_cast<Py_ssize_t>(next_++)));
+        Ref pair[2];
+        unpack(item.get(), pair, 2);
+        key = std::move(pair[0]);
+        value = std::move(pair[1]);
+        return true;
     }
 
 private:
     std::vector<std::pair<Ref, Ref>> pairs_;
     Ref list_;
-    Py_ssize_t size_ = 0;
+    size_t next_ = 0;
 };
 
 // collections.OrderedDict(), through the module global.

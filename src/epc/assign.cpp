@@ -65,7 +65,7 @@ bool assign_item(State& st, PyObject* valsdict, PyObject* nam, PyObject* text, I
 }
 
 bool is_separator(State& st, PyObject* nam) {
-    if (PyUnicode_CheckExact(nam)) {
+    if (exact_str(nam)) {
         // "semi", "semi1", "semi2": most names fail on their length.
         const Py_ssize_t len = PyUnicode_GET_LENGTH(nam);
         if (len != 4 && len != 5) return false;
@@ -112,8 +112,14 @@ bool GivenTexts::pair(State& st, PyObject* names, PyObject* values) {
     auto exact = [](PyObject* o) { return PyList_CheckExact(o) || PyTuple_CheckExact(o); };
     if (!exact(names) || !exact(values)) return false;
     const Py_ssize_t count = std::min(PySequence_Fast_GET_SIZE(names), PySequence_Fast_GET_SIZE(values));
+    // The dict this table stands for would hold only exact str keys and
+    // values the collector does not track: the interpreter would not track
+    // it either, so no caller's code could reach it (through gc) and change
+    // it while the items are assigned.
     for (Py_ssize_t i = 0; i < count; ++i) {
-        if (!PyUnicode_CheckExact(PySequence_Fast_GET_ITEM(names, i))) return false;
+        if (!exact_str(PySequence_Fast_GET_ITEM(names, i)) || PyObject_IS_GC(PySequence_Fast_GET_ITEM(values, i))) {
+            return false;
+        }
     }
     size_t capacity = 8;
     while (capacity < 2 * static_cast<size_t>(count)) capacity *= 2;
@@ -145,10 +151,11 @@ void GivenTexts::materialize() {
     table_.clear();
 }
 
-bool GivenTexts::find(State& st, PyObject* nam, Ref& value) {
-    (void)st;
-    if (!mapping_ && !table_.empty()) {
-        if (PyUnicode_CheckExact(nam)) {
+bool GivenTexts::find(PyObject* nam, Ref& value) {
+    if (!mapping_) {
+        // The module's own table, which no caller's code can reach; with an
+        // exact str name nothing runs between `in` and `[]`.
+        if (exact_str(nam)) {
             const Py_hash_t hash = PyObject_Hash(nam);
             if (hash == -1) fail();
             Entry* e = slot(nam, hash);
@@ -158,17 +165,10 @@ bool GivenTexts::find(State& st, PyObject* nam, Ref& value) {
         }
         materialize();
     }
-    if (!mapping_) return false;  // an empty pairing
-    PyObject* given = mapping_.get();
-    // One look-up where neither the mapping nor the name can run a caller's
-    // code between `in` and `[]`.
-    if (PyDict_CheckExact(given) && PyUnicode_CheckExact(nam)) {
-        value = Ref::new_ref(PyDict_GetItemWithError(given, nam));
-        if (!value && PyErr_Occurred()) fail();
-        return static_cast<bool>(value);
-    }
-    if (!check_status(PySequence_Contains(given, nam))) return false;
-    value = getitem(given, nam);
+    // A mapping that can hold keys of the caller's: `in` and `[]` are two
+    // look-ups, since an odd key's __eq__ may answer each differently.
+    if (!check_status(PySequence_Contains(mapping_.get(), nam))) return false;
+    value = getitem(mapping_.get(), nam);
     return true;
 }
 
@@ -189,12 +189,11 @@ Ref assign_common(State& st, PyObject* recgrp, PyObject* lnumstr, GivenTexts& gi
     bool ierr = false;
     Ref valsdict = new_ordered_dict(st);
     ItemsSnapshot items(st, frmtdct);
-    for (Py_ssize_t i = 0; i < items.size(); ++i) {
-        Ref nam, vdct;
-        items.get(i, nam, vdct);
+    Ref nam, vdct;
+    while (items.next(nam, vdct)) {
         Ref vtyp = getitem(vdct.get(), st.n.type);
         Ref vals;
-        if (given.find(st, nam.get(), vals)) {
+        if (given.find(nam.get(), vals)) {
             if (!assign_item(st, valsdict.get(), nam.get(), vals.get(), item_type(st, vtyp.get()), recgrp, lnumstr,
                              progress)) {
                 ierr = true;

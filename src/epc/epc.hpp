@@ -49,11 +49,12 @@ public:
     GivenTexts() = default;
 
     // Fills the table from exact lists or tuples of which every name is an
-    // exact str; false (and nothing done) for anything else.
+    // exact str and every value one the collector does not track; false (and
+    // nothing done) for anything else.
     bool pair(State& st, PyObject* names, PyObject* values);
 
     // `nam in given`, then given[nam] into value; false when absent.
-    bool find(State& st, PyObject* nam, Ref& value);
+    bool find(PyObject* nam, Ref& value);
 
 private:
     struct Entry {

@@ -184,10 +184,9 @@ private:
 
 }  // namespace lexer_detail
 
-// A new list of str, or nullptr with an exception set.  `line` must be an
-// exact str.
+// A new list of str, or nullptr with an exception set.  `line` must be a
+// str that exact_str() accepted.
 inline PyObject* posix_split(PyObject* line, bool read_marks_as_underscore) noexcept {
-    if (PyUnicode_READY(line) < 0) return nullptr;
     Py_ssize_t n = PyUnicode_GET_LENGTH(line);
     void* data = PyUnicode_DATA(line);
     switch (PyUnicode_KIND(line)) {

@@ -10,34 +10,30 @@ using vxr::State;
 
 // text.strip() == "!"; an exact str is looked at in place.
 bool is_keep_mark(State& st, PyObject* text) {
-    if (!PyUnicode_CheckExact(text)) {
+    if (!vxr::exact_str(text)) {
         Ref stripped = vxr::method(text, st.n.strip);
         return vxr::equals(stripped.get(), st.n.epc_bang);
     }
-    if (PyUnicode_READY(text) < 0) vxr::fail();
-    const int kind = PyUnicode_KIND(text);
-    const void* data = PyUnicode_DATA(text);
-    Py_ssize_t lo = 0, hi = PyUnicode_GET_LENGTH(text);
-    while (lo < hi && Py_UNICODE_ISSPACE(PyUnicode_READ(kind, data, lo))) ++lo;
-    while (hi > lo && Py_UNICODE_ISSPACE(PyUnicode_READ(kind, data, hi - 1))) --hi;
-    return hi - lo == 1 && PyUnicode_READ(kind, data, lo) == '!';
+    Py_ssize_t lo, hi;
+    vxr::strip_bounds(text, lo, hi);
+    return hi - lo == 1 && PyUnicode_READ_CHAR(text, lo) == '!';
 }
 
-// True when every key of an exact dict, or every item of a list, is an exact
-// str: looking such keys up, or storing them, runs nothing of the caller's.
-bool exact_str_keys(PyObject* container) {
-    if (PyList_CheckExact(container)) {
-        for (Py_ssize_t i = 0; i < PyList_GET_SIZE(container); ++i) {
-            if (!PyUnicode_CheckExact(PyList_GET_ITEM(container, i))) return false;
+// list(frmtdct.keys())[ii], with the IndexError of that indexing past the
+// end.  An exact dict's keys are walked in place (the walk runs nothing of
+// the caller's), without listing them.
+Ref nth_key(State& st, PyObject* frmtdct, Py_ssize_t ii) {
+    if (PyDict_CheckExact(frmtdct)) {
+        Py_ssize_t pos = 0, seen = 0;
+        PyObject *key, *value;
+        while (PyDict_Next(frmtdct, &pos, &key, &value)) {
+            if (seen++ == ii) return Ref::new_ref(key);
         }
-        return true;
+    } else {
+        Ref keys = vxr::epc::key_list(st, frmtdct);
+        if (ii < PyList_GET_SIZE(keys.get())) return Ref::new_ref(PyList_GET_ITEM(keys.get(), ii));
     }
-    Py_ssize_t pos = 0;
-    PyObject *key, *value;
-    while (PyDict_Next(container, &pos, &key, &value)) {
-        if (!PyUnicode_CheckExact(key)) return false;
-    }
-    return true;
+    vxr::raise(PyExc_IndexError, "list index out of range");
 }
 
 Ref pslf_seq_assign_data_values(State& st, PyObject* const* a) {
@@ -62,34 +58,19 @@ Ref pslf_seq_assign_data_values(State& st, PyObject* const* a) {
     });
 
     // Defaults from the position of the first missing text on, whether the
-    // walk ended or stopped at a bad item; separators included.
-    Py_ssize_t nvals = vxr::length(valslist);
+    // walk ended or stopped at a bad item; separators included.  The count of
+    // keys is taken once, each default item's name from the keys as they are
+    // at that item.
+    const Py_ssize_t nvals = vxr::length(valslist);
     const bool exact = PyDict_CheckExact(frmtdct) || PyODict_CheckExact(frmtdct);
     const Py_ssize_t nkeys =
         exact ? PyDict_GET_SIZE(frmtdct) : PyList_GET_SIZE(vxr::epc::key_list(st, frmtdct).get());
-    // Each default item is named by the keys as they are at that item.  An
-    // exact dict's are listed again only after an item whose reading could
-    // have run the caller's code and so changed them; otherwise listing
-    // runs nothing and would give the same list.
-    bool current = false;
-    Ref keys;
     for (Py_ssize_t ii = nvals; ii < nkeys; ++ii) {
-        if (!current) {
-            keys = vxr::epc::key_list(st, frmtdct);
-            current = exact && exact_str_keys(keys.get()) && PyODict_CheckExact(valsdict.get()) &&
-                      exact_str_keys(valsdict.get());
-        }
-        PyObject* nam = PyList_GetItem(keys.get(), ii);  // its own IndexError past the end; kept by keys
-        if (nam == nullptr) vxr::fail();
-        Ref descriptor = vxr::getitem(frmtdct, nam);
+        Ref nam = nth_key(st, frmtdct, ii);
+        Ref descriptor = vxr::getitem(frmtdct, nam.get());
         Ref vtyp = vxr::getitem(descriptor.get(), st.n.type);
-        const vxr::epc::ItemType type = vxr::epc::item_type(st, vtyp.get());
-        Ref wrap;
-        if (type == vxr::epc::ItemType::character) wrap = vxr::global(st, st.n.WRAP_CHAR);
-        Ref value = wrap ? vxr::wrap_between(st, st.n.blank, wrap.get()) : vxr::epc::default_value(st, type);
-        vxr::setitem(valsdict.get(), nam, value.get());
-        current = current && PyDict_CheckExact(descriptor.get()) && exact_str_keys(descriptor.get()) &&
-                  PyUnicode_CheckExact(vtyp.get()) && (!wrap || PyUnicode_CheckExact(wrap.get()));
+        Ref value = vxr::epc::default_value(st, vxr::epc::item_type(st, vtyp.get()));
+        vxr::setitem(valsdict.get(), nam.get(), value.get());
     }
     return vxr::tuple_of({vxr::py_bool(ierr), valsdict.get()});
 }

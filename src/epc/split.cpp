@@ -18,8 +18,7 @@ using vxr::State;
 template <typename CharT>
 Ref split_at_blanks(PyObject* line, const CharT* data, Py_ssize_t n) {
     Py_ssize_t lo = 0, hi = n;
-    while (lo < hi && Py_UNICODE_ISSPACE(data[lo])) ++lo;
-    while (hi > lo && Py_UNICODE_ISSPACE(data[hi - 1])) --hi;
+    vxr::strip_bounds(data, lo, hi);
     Ref items = vxr::new_list();
     Py_ssize_t start = lo;
     for (Py_ssize_t i = lo; i <= hi; ++i) {
@@ -33,8 +32,8 @@ Ref split_at_blanks(PyObject* line, const CharT* data, Py_ssize_t n) {
     return items;
 }
 
+// For a str that exact_str() accepted.
 Ref split_exact(PyObject* line) {
-    if (PyUnicode_READY(line) < 0) vxr::fail();
     Py_ssize_t n = PyUnicode_GET_LENGTH(line);
     void* data = PyUnicode_DATA(line);
     switch (PyUnicode_KIND(line)) {
@@ -45,7 +44,7 @@ Ref split_exact(PyObject* line) {
 }
 
 Ref split_data_line_text_pslf(State& st, PyObject* linetxt) {
-    if (PyUnicode_CheckExact(linetxt)) return split_exact(linetxt);
+    if (vxr::exact_str(linetxt)) return split_exact(linetxt);
     // Anything else runs the steps through its own methods (its strip()
     // need not strip, so the find() test is kept as it is).
     Ref line = vxr::method(linetxt, st.n.strip);
@@ -109,7 +108,7 @@ PyObject* shlex_split(State& st, PyObject* line) noexcept {
 Ref get_values_from_data_line_text_pslf(State& st, PyObject* const* a) {
     PyObject *recgrp = a[0], *lnumstr = a[1], *linetxt = a[2], *progress = a[3];
     Ref result = vxr::new_list();
-    const bool exact = PyUnicode_CheckExact(linetxt);
+    const bool exact = vxr::exact_str(linetxt);
 
     QuoteCount ndbleqt;
     bool uneven;
@@ -135,7 +134,7 @@ Ref get_values_from_data_line_text_pslf(State& st, PyObject* const* a) {
     }
 
     PyObject* items;
-    if (PyUnicode_CheckExact(line.get()) && vxr::std_shlex_in_use(st) &&
+    if (vxr::exact_str(line.get()) && vxr::std_shlex_in_use(st) &&
         vxr::attribute_is(st.std_shlex, st.n.split, st.std_shlex_split)) {
         items = vxr::epc::posix_split(line.get(), exact);
     } else {

@@ -32,13 +32,12 @@ Ref print_dict_impl(State& st, PyObject* prgmsg_arg, PyObject* dictnam, PyObject
         Ref maxlen = call1(st.b_max, keylens.get());
 
         Ref txt = Ref::new_ref(st.n.empty);
-        Ref items = check(PySequence_List(method(dictnam, st.n.items).get()));
-        for (Py_ssize_t i = 0; i < PyList_GET_SIZE(items.get()); ++i) {
-            Ref kv[2];
-            unpack(PyList_GET_ITEM(items.get(), i), kv, 2);
-            Ref kstr = padded_key(st, str(kv[0].get()).get(), maxlen.get());
+        ItemsSnapshot items(st, dictnam);
+        Ref k, v;
+        while (items.next(k, v)) {
+            Ref kstr = padded_key(st, str(k.get()).get(), maxlen.get());
             Ref indent = global(st, st.n.PRG_INDENT);
-            Ref line = format(st, st.n.msg_dict_line, {indent.get(), kstr.get(), str(kv[1].get()).get()});
+            Ref line = format(st, st.n.msg_dict_line, {indent.get(), kstr.get(), str(v.get()).get()});
             append_text(txt, line.get());
         }
         if (truthy(txt.get())) append_text(prgmsg, add(st.n.newline, txt.get()).get());

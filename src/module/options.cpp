@@ -56,12 +56,11 @@ Ref get_arguments_as_attr(State& st, PyObject* const* a) {
     PyObject* kwds = a[1];
 
     Ref args = call0(global(st, st.n.SimpleObject).get());
-    Ref items = check(PySequence_List(method(default_args_dict, st.n.items).get()));
-    for (Py_ssize_t i = 0; i < PyList_GET_SIZE(items.get()); ++i) {
-        Ref k_vals[2];
-        unpack(PyList_GET_ITEM(items.get(), i), k_vals, 2);
-        PyObject* k = k_vals[0].get();
-        PyObject* vals = k_vals[1].get();
+    ItemsSnapshot items(st, default_args_dict);
+    Ref key, declaration;
+    while (items.next(key, declaration)) {
+        PyObject* k = key.get();
+        PyObject* vals = declaration.get();
 
         Ref v;
         Ref allowed;

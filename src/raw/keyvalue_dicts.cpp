@@ -6,7 +6,7 @@ namespace vxr {
 namespace raw {
 namespace {
 
-// text.upper() for an exact str; ASCII is done here.
+// text.upper() for a str that exact_str() accepted; ASCII is done here.
 Ref upper(State& st, PyObject* text) {
     if (!PyUnicode_IS_ASCII(text)) return method(text, st.n.upper, VXR_HERE);
     const Py_ssize_t len = PyUnicode_GET_LENGTH(text);
@@ -22,7 +22,7 @@ Ref upper(State& st, PyObject* text) {
 
 // elst = each.split("="); vnam = elst[0].upper(); vval = elst[1]
 void split_pair(State& st, PyObject* each, Ref& vnam, Ref& vval) {
-    if (PyUnicode_CheckExact(each)) {
+    if (exact_str(each, VXR_HERE)) {
         const Py_ssize_t len = PyUnicode_GET_LENGTH(each);
         const Py_ssize_t first = PyUnicode_FindChar(each, '=', 0, len, 1);
         if (first == -2) fail(VXR_HERE);
@@ -40,10 +40,16 @@ void split_pair(State& st, PyObject* each, Ref& vnam, Ref& vval) {
     vval = getindex(elst.get(), 1, VXR_HERE);
 }
 
-// x == text, or -1 with the error set.
-int equals_status(PyObject* x, PyObject* text) {
-    if (PyUnicode_CheckExact(x)) return x == text || PyUnicode_Compare(x, text) == 0;
-    return PyObject_RichCompareBool(x, text, Py_EQ);
+// The guarded conversion of a given field: int(tdct[vnam]) or
+// float(tdct[vnam]) by the type word, each step in the order written, so
+// that the text is read only once the type test has chosen a conversion.
+// An empty Ref when the type word asks for none; the error set when a step
+// fails.
+Ref converted_field(State& st, PyObject* tdct, PyObject* vnam, PyObject* vartyp) {
+    const bool is_int = equals(vartyp, st.n.int_, VXR_HERE);
+    if (!is_int && !equals(vartyp, st.n.float_, VXR_HERE)) return Ref();
+    Ref text = getitem(tdct, vnam, VXR_HERE);
+    return is_int ? to_int(text.get(), VXR_HERE) : to_float(text.get(), VXR_HERE);
 }
 
 // ---------------------------------------------------------------------------
@@ -68,46 +74,24 @@ Ref key_value_pairs_to_dict(State& st, PyObject* const* args) {
     // "float" takes whatever the previous field left here.
     Ref v;
     ItemsSnapshot items(st, frmt_dict);
-    for (Py_ssize_t i = 0; i < items.size(); ++i) {
-        Ref name, fdct;
-        items.get(i, name, fdct);
-        PyObject* vnam = name.get();
+    Ref vnam, fdct;
+    while (items.next(vnam, fdct)) {
         Ref defval = getitem(fdct.get(), n.defval, VXR_HERE);
         Ref vartyp = getitem(fdct.get(), n.type, VXR_HERE);
-        if (!check_status(PyDict_Contains(tdct.get(), vnam), VXR_HERE)) {
-            v = Ref::new_ref(defval.get());
+        if (!check_status(PyDict_Contains(tdct.get(), vnam.get()), VXR_HERE)) {
+            v = std::move(defval);
         } else {
-            // Any failure of the conversion, the comparisons included, gives
-            // the default, silently.
-            PyObject* text = PyDict_GetItemWithError(tdct.get(), vnam);
-            Ref converted;
-            bool failed = text == nullptr;
-            if (!failed) {
-                int is_int = equals_status(vartyp.get(), n.int_);
-                if (is_int > 0) {
-                    converted = Ref::steal(int_of(text));
-                    failed = !converted;
-                } else if (is_int < 0) {
-                    failed = true;
-                } else {
-                    int is_float = equals_status(vartyp.get(), n.float_);
-                    if (is_float > 0) {
-                        converted = Ref::steal(PyNumber_Float(text));
-                        failed = !converted;
-                    } else if (is_float < 0) {
-                        failed = true;
-                    }
-                }
-            }
-            if (failed) {
+            // Any failure, the comparisons and the look-up included, gives the
+            // default, silently.
+            try {
+                if (Ref converted = converted_field(st, tdct.get(), vnam.get(), vartyp.get())) v = std::move(converted);
+            } catch (const PyErrorSet&) {
                 PyErr_Clear();
-                v = Ref::new_ref(defval.get());
-            } else if (converted) {
-                v = std::move(converted);
+                v = std::move(defval);
             }
         }
         if (!v) raise_unbound_local("v", VXR_HERE);
-        setitem(tdct2.get(), vnam, v.get(), VXR_HERE);
+        setitem(tdct2.get(), vnam.get(), v.get(), VXR_HERE);
     }
     return tdct2;
 }
@@ -151,13 +135,13 @@ Ref ratings_to_dict(State& st, PyObject* const* args) {
     Ref num_val = Ref::new_ref(Py_None);
     bool ierr = true;
     if (check_status(PyDict_Contains(tdct.get(), k_rat_num.get()), VXR_HERE)) {
-        PyObject* number = PyDict_GetItemWithError(tdct.get(), k_rat_num.get());
+        PyObject* number = PyObject_GetItem(tdct.get(), k_rat_num.get());
         PyObject* converted = number != nullptr ? PyNumber_Long(number) : nullptr;
+        Py_XDECREF(number);
         if (converted != nullptr) {
             num_val = Ref::steal(converted);
             ierr = false;
         } else {
-            if (!PyErr_Occurred()) PyErr_SetObject(PyExc_KeyError, k_rat_num.get());
             Handling handling;
             Ref indent = global(st, n.PRG_INDENT, VXR_HERE);
             Ref group = method(recgrp, n.title, VXR_HERE);

@@ -127,10 +127,6 @@ private:
         };  // the rest of the table is TEXT
         return c < 128 ? table[c] : static_cast<unsigned char>(TEXT);
     }
-    static bool is_separator(CharT c) {
-        const unsigned char k = kind_of(c);
-        return k == SPACE || k == COMMA;
-    }
     static bool is_quote(CharT c) { return kind_of(c) == QUOTE; }
 
     Py_ssize_t after_blanks(Py_ssize_t i) const {

@@ -53,7 +53,7 @@ namespace {
 
 Ref check_eof_blank_line(State& st, PyObject* line) {
     bool eof, blank;
-    if (PyUnicode_CheckExact(line)) {
+    if (exact_str(line, VXR_HERE)) {
         const Py_ssize_t n = PyUnicode_GET_LENGTH(line);
         Py_ssize_t start, end;
         strip_bounds(line, start, end);
@@ -90,8 +90,8 @@ LexResult lex(State& st, PyObject* linetxt, Py_ssize_t start, Py_ssize_t end, It
     return lexer.run();
 }
 
-// The one-pass path for an exact str while `re` and `shlex` are the
-// standard modules.
+// The one-pass path for a str that exact_str() accepted, while `re` and
+// `shlex` are the standard modules.
 Ref split_fast(State& st, PyObject* linetxt) {
     Py_ssize_t start, end;
     strip_bounds(linetxt, start, end);
@@ -179,7 +179,7 @@ Ref split_generic(State& st, PyObject* linetxt) {
 }  // namespace
 
 Ref split_textline_kora(State& st, PyObject* linetxt) {
-    if (PyUnicode_CheckExact(linetxt) && std_re_in_use(st) && std_shlex_in_use(st)) return split_fast(st, linetxt);
+    if (exact_str(linetxt, VXR_HERE) && std_re_in_use(st) && std_shlex_in_use(st)) return split_fast(st, linetxt);
     return split_generic(st, linetxt);
 }
 
@@ -195,8 +195,8 @@ namespace {
 // _split_textline_kora_keyvalue_pair
 // ---------------------------------------------------------------------------
 
-// re.compile("( *= *)").sub("=", line) for an exact str: every "=" with the
-// blanks around it becomes a bare "=".
+// re.compile("( *= *)").sub("=", line) for a str that exact_str() accepted:
+// every "=" with the blanks around it becomes a bare "=".
 Ref squeeze_equals(PyObject* line) {
     const Py_ssize_t n = PyUnicode_GET_LENGTH(line);
     if (PyUnicode_FindChar(line, '=', 0, n, 1) < 0) {
@@ -239,7 +239,7 @@ Ref split_keyvalue_pair(State& st, PyObject* const* args) {
     Names& n = st.n;
 
     Ref ltxt;
-    if (PyUnicode_CheckExact(line) && std_re_in_use(st)) {
+    if (exact_str(line, VXR_HERE) && std_re_in_use(st)) {
         ltxt = squeeze_equals(line);
     } else {
         Ref re = global(st, n.re, VXR_HERE);

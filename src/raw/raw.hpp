@@ -13,17 +13,7 @@ Ref split_textline_kora(State& st, PyObject* linetxt);
 // readers call it.
 Ref call_split_textline_kora(State& st, PyObject* line, Loc where = VXR_CALLER);
 
-// The bounds of s.strip() for an exact str s.
-inline void strip_bounds(PyObject* s, Py_ssize_t& start, Py_ssize_t& end) {
-    const int kind = PyUnicode_KIND(s);
-    const void* data = PyUnicode_DATA(s);
-    start = 0;
-    end = PyUnicode_GET_LENGTH(s);
-    while (start < end && Py_UNICODE_ISSPACE(PyUnicode_READ(kind, data, start))) ++start;
-    while (end > start && Py_UNICODE_ISSPACE(PyUnicode_READ(kind, data, end - 1))) --end;
-}
-
-// For an exact str s: s is one character c (which is ASCII).
+// For a str that exact_str() accepted: s is one character c (which is ASCII).
 inline bool is_single(PyObject* s, Py_UCS4 c) {
     return PyUnicode_GET_LENGTH(s) == 1 && PyUnicode_READ_CHAR(s, 0) == c;
 }
@@ -31,7 +21,7 @@ inline bool is_single(PyObject* s, Py_UCS4 c) {
 // s.strip(): an exact str that needs nothing stripped is returned itself, as
 // str.strip does.
 inline Ref strip(State& st, PyObject* s, Loc where = VXR_CALLER) {
-    if (PyUnicode_CheckExact(s)) {
+    if (exact_str(s, where)) {
         Py_ssize_t start, end;
         strip_bounds(s, start, end);
         if (start == 0 && end == PyUnicode_GET_LENGTH(s)) return Ref::new_ref(s);
@@ -42,14 +32,14 @@ inline Ref strip(State& st, PyObject* s, Loc where = VXR_CALLER) {
 
 // fv.lower() == "q"; only "q" and "Q" lower to "q".
 inline bool lower_is_q(State& st, PyObject* fv, Loc where = VXR_CALLER) {
-    if (PyUnicode_CheckExact(fv)) return is_single(fv, 'q') || is_single(fv, 'Q');
+    if (exact_str(fv, where)) return is_single(fv, 'q') || is_single(fv, 'Q');
     Ref lowered = method(fv, st.n.lower, where);
     return equals(lowered.get(), st.n.q, where);
 }
 
 // fv == "0"
 inline bool is_zero_text(State& st, PyObject* fv, Loc where = VXR_CALLER) {
-    if (PyUnicode_CheckExact(fv)) return is_single(fv, '0');
+    if (exact_str(fv, where)) return is_single(fv, '0');
     return equals(fv, st.n.zero, where);
 }
 

@@ -76,8 +76,8 @@ Unchecked split_unchecked(State& st, PyObject* line) {
     r.vlist = call_split_textline_kora(st, line, VXR_HERE);
     r.frst_val = first_item(r.vlist.get());
     if (!r.frst_val) r.frst_val = Ref::new_ref(st.n.empty);
-    const bool not_empty = PyUnicode_CheckExact(r.frst_val.get()) ? PyUnicode_GET_LENGTH(r.frst_val.get()) > 0
-                                                                  : truthy(r.frst_val.get(), VXR_HERE);
+    const bool not_empty = exact_str(r.frst_val.get(), VXR_HERE) ? PyUnicode_GET_LENGTH(r.frst_val.get()) > 0
+                                                                 : truthy(r.frst_val.get(), VXR_HERE);
     if (not_empty) {
         Ref fv = strip(st, r.frst_val.get(), VXR_HERE);
         if (is_zero_text(st, fv.get(), VXR_HERE)) {

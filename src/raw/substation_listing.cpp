@@ -52,17 +52,15 @@ Ref terminal_line(State& st, PyObject* eachdct) {
 
 Ref print_kora_substation_block_data_as_stored(State& st, PyObject* const* a) {
     PyObject* progress = a[1];
-    Ref substations = check(PySequence_List(method(a[0], st.n.items).get()));
-    for (Py_ssize_t i = 0; i < PyList_GET_SIZE(substations.get()); ++i) {
-        Ref ss[2];  // ss_num, ss_vdct
-        unpack(PyList_GET_ITEM(substations.get(), i), ss, 2);
+    ItemsSnapshot substations(st, a[0]);
+    Ref ss_num, ss_vdct;
+    while (substations.next(ss_num, ss_vdct)) {
         call1(progress, st.n.newline);
-        Ref kinds = check(PySequence_List(method(ss[1].get(), st.n.items).get()));
-        for (Py_ssize_t j = 0; j < PyList_GET_SIZE(kinds.get()); ++j) {
-            Ref kind[2];  // rectyp, recdct
-            unpack(PyList_GET_ITEM(kinds.get(), j), kind, 2);
-            PyObject* rectyp = kind[0].get();
-            PyObject* recdct = kind[1].get();
+        ItemsSnapshot kinds(st, ss_vdct.get());
+        Ref kind, records;
+        while (kinds.next(kind, records)) {
+            PyObject* rectyp = kind.get();
+            PyObject* recdct = records.get();
             if (equals(rectyp, st.n.ss_id)) {
                 call1(progress, format_mapping(st, st.n.ss_id_line, recdct).get());
             } else if (equals(rectyp, st.n.ss_node)) {

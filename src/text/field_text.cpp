@@ -10,7 +10,8 @@ namespace {
 // _convert_float_to_string
 // ---------------------------------------------------------------------------
 
-// The shortest "g" text, with ".0" added when it would otherwise read as an
+// The "g" text (six significant digits, not the shortest text that reads
+// back as the value), with ".0" added when it would otherwise read as an
 // integer; texts that stop being numbers with ".0" (inf, nan) stay bare.
 Ref convert_float_to_string(State& st, PyObject* inval) {
     Ref ouvstr = format(st, st.n.ft_general, {inval});
@@ -36,7 +37,7 @@ Ref get_wrapped_string(State& st, PyObject* instr) {
     Ref wrap = global(st, st.n.WRAP_PRNT);
     if (truthy(wrap.get())) {
         wrap = global(st, st.n.WRAP_PRNT);
-        if (PyUnicode_CheckExact(instr) && PyUnicode_CheckExact(wrap.get())) {
+        if (exact_str(instr) && exact_str(wrap.get())) {
             Py_ssize_t found = PyUnicode_Find(instr, wrap.get(), 0, PyUnicode_GET_LENGTH(instr), 1);
             if (found == -2) fail();
             // Already quoted, or holding the quote somewhere: left as it is.
@@ -90,10 +91,10 @@ Ref get_sized_string(State& st, PyObject* const* a) {
 // Every _WRAP_PRNT quote removed, wherever it stands; None gives "".
 Ref get_unwrapped_string(State& st, PyObject* instr) {
     if (instr == Py_None) return Ref::new_ref(st.n.empty);
-    if (PyUnicode_CheckExact(instr)) {
+    if (exact_str(instr)) {
         // str.replace is always there: only the global can fail.
         Ref wrap = global(st, st.n.WRAP_PRNT);
-        if (PyUnicode_CheckExact(wrap.get())) return check(PyUnicode_Replace(instr, wrap.get(), st.n.empty, -1));
+        if (exact_str(wrap.get())) return check(PyUnicode_Replace(instr, wrap.get(), st.n.empty, -1));
         return method(instr, st.n.replace, wrap.get(), st.n.empty);
     }
     // instr.replace is looked up before the global is read.

@@ -1,6 +1,8 @@
 """Objects no caller should pass: each function gives a result or an ordinary
 exception, and leaves its arguments and the module's globals as they were."""
 import collections
+import gc
+import operator
 from unittest import mock
 
 import vxrcomn
@@ -75,6 +77,45 @@ class ClearingItem(str):
     def _clear(then):
         return lambda self, *args: self.owner.clear() or then(self, *args)
     __eq__, __hash__, strip = map(_clear, (str.__eq__, str.__hash__, str.strip))
+
+
+def empty_holders(obj):
+    """Empties every list and dict holding obj, the caller's and the module's own, found through gc in
+    the young generations: a row made with reaching() leaves there all that its call makes."""
+    young = gc.get_objects(0) + gc.get_objects(1)
+    for o in young:
+        if type(o) in (list, dict, collections.OrderedDict) and o is not young and any(
+                x is obj for x in (list(o) + list(o.values()) if isinstance(o, dict) else o)):
+            o.clear()
+
+
+def reaching(make):
+    """A row's arguments made after a collection of the young generations (so that no automatic one
+    moves what the call makes out of them before the emptying)."""
+    return Fresh(lambda: gc.collect(1) and None or make())
+
+
+class Emptying:
+    """Stands for `value`; compared, hashed, converted or iterated, it first empties whatever holds
+    `target` (itself unless given)."""
+    __slots__ = ("value", "target")
+
+    def __init__(self, value, target=None):
+        self.value, self.target = value, self if target is None else target
+
+    def _then(op):
+        return lambda self, *a: empty_holders(self.target) or op(self.value, *a)
+    __eq__, __hash__, __int__, __iter__ = map(_then, (operator.eq, hash, int, iter))
+    __repr__ = lambda self: "Emptying(%r)" % (self.value,)  # noqa: E731
+
+
+class Once:
+    """Equal to `text` (hashed as it) once only: each look-up of it answers for itself."""
+    def __init__(self, text):
+        self.text, self.asked = text, 0
+    __hash__ = lambda self: hash(self.text)  # noqa: E731
+    __eq__ = lambda self, other: (setattr(self, "asked", self.asked + 1), self.asked == 1 and other == self.text)[1]
+    __repr__ = lambda self: repr(self.text)  # noqa: E731
 
 
 def growing_dict():

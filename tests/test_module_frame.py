@@ -103,6 +103,29 @@ def test_import_failed_then_retried_with_its_defaults_then_refused_again():
                                  "already been imported. Re-initialisation is not supported."]
 
 
+def test_a_new_module_where_the_collected_first_one_was_is_refused():
+    out = run_python("""
+        import _imp, gc, sys, types, vxrcomn
+        spec, first = vxrcomn.__spec__, id(vxrcomn)
+        del sys.modules["vxrcomn"], vxrcomn
+        gc.collect()
+        made = [types.ModuleType("m")]   # each kept, so that the next one is made elsewhere
+        while id(made[-1]) != first and len(made) < 100000:
+            made.append(types.ModuleType("m"))
+        made.pop()   # the place is free again: the next module object of that size takes it
+        module = _imp.create_dynamic(spec)
+        if id(module) != first:
+            print("no reuse"); raise SystemExit
+        try:
+            _imp.exec_dynamic(module)
+        except RuntimeError as e:
+            print(e)
+    """)
+    if out == ["no reuse"]:
+        pytest.skip("the first module's place was not taken again")
+    assert out == ["Module 'vxrcomn' has already been imported. Re-initialisation is not supported."]
+
+
 def test_second_interpreter_is_refused():
     out = run_python("""
         import os, tempfile

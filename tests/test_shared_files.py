@@ -6,6 +6,7 @@ import os
 import pytest
 
 from conftest import shared_files
+from test_docs import readme_code
 from test_examples import read, read_pslf, unexplained, vxrtool
 from test_fuzz import same, values
 
@@ -20,8 +21,10 @@ def test_shared_file(vx, path):
         assert reader.counts.get("bus", 0) > 0 or len(lines) < 30
         if reader.stated_version is None:
             assert messages[0].startswith(" %sNo version stated in the header: " % vx._PRG_INDENT)
-        elif reader.stated_version not in (32, 33, 34):
-            assert "KORA version %s specified. Allowed" % reader.stated_version in messages[0]
+        else:  # the README's Usage example reads the same buses
+            assert len(readme_code()["read_buses"](path)) == reader.counts.get("bus", 0)
+            if reader.stated_version not in (32, 33, 34):
+                assert "KORA version %s specified. Allowed" % reader.stated_version in messages[0]
         other = read_pslf
     else:
         for line in lines:

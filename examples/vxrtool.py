@@ -286,15 +286,15 @@ def read_with_log(path, options, read, report, console=None):
     try:
         console.write("\n==== %s\n" % path)
         try:
-            if failure is not None:
-                raise failure
-            log.ticker = ProgressLine(console, size)
-            reader = read(log, encoding)
-            log.ticker.clear()
+            if failure is None:
+                log.ticker = ProgressLine(console, size)
+                reader = read(log, encoding)
+                log.ticker.clear()
         except CannotRead as e:
-            log.announce(" %s%s\n" % (vx._PRG_INDENT, e))
-            reader = None
-        if reader is not None:
+            failure = e
+        if failure is not None:
+            log.announce(" %s%s\n" % (vx._PRG_INDENT, failure))
+        else:
             out = Report(log, vx._get_file_name(name, suffix="_summary", path=options.workdir))
             try:
                 report(reader, out)

@@ -10,6 +10,7 @@ sys.path.insert(0, HERE)
 
 import read_epc  # noqa: E402  (vxrtool puts the module on the path)
 import read_raw  # noqa: E402
+from vxrtool import run  # noqa: E402
 
 
 def main():
@@ -20,4 +21,4 @@ def main():
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    run(main)

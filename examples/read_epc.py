@@ -14,9 +14,10 @@ format dictionary of the line's record group:
 The versions are checked first: the PSLF version the file is read as, and
 the KORA version a conversion would write (_check_kora_version).  Each
 record group is announced and closed with its record count; every message
-the module sends is shown and written to a log file; a summary is listed and
-written to a file, and the first bus records are written back as KORA RAW
-bus lines, as the conversion would write them.
+the module sends is shown and written to a log file; the report (records
+per group, records ignored, the first bus records written back as KORA RAW
+bus lines, as the conversion would write them) goes to the console and to a
+listing file.
 
     python examples/read_epc.py [--name=value ...] [FILE.epc ...]
 
@@ -24,12 +25,13 @@ Without a file the bundled samples are read; --help lists the options.
 """
 import collections
 import glob
-import io
 import os
 import re
 import sys
 
-from vxrtool import ROOT, SAMPLES, command_line, print_notices, read_all, read_with_log, vx, write_summary
+import vxrtool
+from vxrtool import (SAMPLES, CannotRead, command_line, file_encoding, input_lines, plural, print_notices, read_all,
+                     read_with_log, run, vx)
 
 
 # ---------------------------------------------------------------------------
@@ -160,17 +162,14 @@ class Reader:
         self.first_records = collections.defaultdict(list)
         self.ignored = []  # (group, line number) of every record ignored
 
-    def read_file(self, path):
-        with open(path, "rb") as f:
-            data = f.read()
-        try:
-            text = data.decode("utf-8")
-        except UnicodeDecodeError:
-            text = data.decode("latin-1")
+    def read_file(self, path, encoding=None):
+        """Reads the file in `encoding` (by default the one file_encoding
+        finds); raises CannotRead for a file that cannot be read or holds no
+        record group."""
+        self.encoding = encoding or file_encoding(path)
         group, section, pending = None, None, None
         chars = 0
-        # Lines as a text file gives them: LF, CRLF and CR end a line.
-        for lnum, line in enumerate(io.StringIO(text, newline=None), 1):
+        for lnum, line in enumerate(input_lines(path, self.encoding), 1):
             if self.ticker is not None:
                 chars += len(line)
                 if not lnum & 16383:
@@ -214,6 +213,9 @@ class Reader:
             self.complete(group, *pending)
         if group is not None:
             self.close(group)
+        if not self.groups:
+            raise CannotRead("%s is not a PSLF EPC file: it has no record group heading such as 'bus data [ 30]'"
+                             % path)
         return self
 
     def complete(self, group, lnum, line):
@@ -232,7 +234,7 @@ class Reader:
         if group.ignored:
             notes.append("%d ignored" % group.ignored)
         if group.kept:
-            notes.append("%d items '!' kept as written" % group.kept)
+            notes.append("%s written as '!', kept as text" % plural(group.kept, "item"))
         if group.records != group.declared:
             notes.append("the heading says %d, the group holds %d" % (group.declared, group.records))
         if notes:
@@ -284,16 +286,26 @@ class Reader:
         return vx._epc_assign_data_values(name, lnumstr, items, vnamlist, frmtdct, progress)
 
 
-OPTIONS = {
-    "workdir": os.path.join(ROOT, "build", "demo"),
-    "console": {"value": "all", "allowed": ("all", "summary")},
-    "pslf_vrsn": {"value": vx._LATEST_PSLF_VRSN, "allowed": vx._ALLOWED_PSLF_VRSNS},
+OPTIONS = dict(
+    vxrtool.OPTIONS,
+    pslf_vrsn={"value": vx._LATEST_PSLF_VRSN, "allowed": vx._ALLOWED_PSLF_VRSNS},
     # A float: "33", "33.0" and 33 all become 33.0, which the version check
     # takes as 33 (with an integer default, "33.0" would silently be 34).
-    "kora_vrsn": float(vx._LATEST_KORA_VRSN),
-    "buses_written_back": 3,
-}
-USAGE = "usage: python examples/read_epc.py [--name=value ...] [FILE.epc ...]"
+    kora_vrsn=float(vx._LATEST_KORA_VRSN),
+    buses_written_back=3,
+)
+HELP = dict(
+    vxrtool.HELP,
+    pslf_vrsn="the PSLF version the files are taken to be written in (EPC files state none)",
+    kora_vrsn="the KORA RAW version of the bus lines written back (one not supported becomes %d, with a notice)"
+              % vx._LATEST_KORA_VRSN,
+    buses_written_back="how many of the first bus records to write back as KORA RAW bus lines",
+)
+USAGE = """usage: python examples/read_epc.py [--name=value ...] [FILE.epc ...]
+
+Reads PSLF EPC files (without FILE, the bundled samples) as a VXR conversion
+tool does, and reports what it found: records per group, records ignored and
+the first bus records written back as KORA RAW bus lines."""
 
 
 def kora_bus_line(values):
@@ -305,29 +317,31 @@ def kora_bus_line(values):
     return ",".join(fields)
 
 
-def report(reader, path, options, progress):
+def report(reader, path, options, out):
     name = os.path.basename(path)
-    progress("\n %s%s%s: read as PSLF version %d for KORA RAW version %d\n"
-             % (vx._PRG_INDENT, vx._get_time_stamp(), name, options.pslf_vrsn, options.kora_vrsn))
+    out("\n %s%s%s: read as PSLF version %d for KORA RAW version %d\n"
+        % (vx._PRG_INDENT, vx._get_time_stamp(), name, options.pslf_vrsn, options.kora_vrsn))
     summary = collections.OrderedDict((g.name, g.read) for g in reader.groups if g.records)
     summary["records ignored"] = len(reader.ignored)
     summary["messages"] = getattr(reader.progress, "messages", "-")
-    vx._print_dict("Records read per group", summary, progress)
-    write_summary(name, summary, reader.ignored, options.workdir, progress)
+    summary["text encoding"] = reader.encoding
+    vx._print_dict("Records read per group", summary, out if options.listing == "console" else out.quietly)
+    out.ignored(reader.ignored)
     buses = reader.first_records["bus"][:options.buses_written_back]
     if buses:
-        progress(" %sBus records as KORA RAW version %d bus lines:\n" % (vx._PRG_INDENT, options.kora_vrsn))
+        out(" %sBus records as KORA RAW version %d bus lines:\n" % (vx._PRG_INDENT, options.kora_vrsn))
         for values in buses:
-            progress(" %s%s\n" % (vx._PRG_INDENT2, kora_bus_line(values)))
+            out(" %s%s\n" % (vx._PRG_INDENT2, kora_bus_line(values)))
 
 
 def read_file(path, options, console=None):
-    return read_with_log(path, options, lambda log: Reader(log, log.announce, log.ticker.update).read_file(path),
-                         lambda reader, progress: report(reader, path, options, progress), console)
+    return read_with_log(path, options,
+                         lambda log, encoding: Reader(log, log.announce, log.ticker.update).read_file(path, encoding),
+                         lambda reader, out: report(reader, path, options, out), console)
 
 
 def main(argv=None, **kwds):
-    files, given = command_line(sys.argv[1:] if argv is None else argv, OPTIONS, USAGE)
+    files, given = command_line(sys.argv[1:] if argv is None else argv, OPTIONS, USAGE, HELP)
     given.update(kwds)
     files = files or sorted(glob.glob(os.path.join(SAMPLES, "*.epc")))
     options = vx._get_arguments_as_attr(OPTIONS, given)  # creates the work folder when missing
@@ -339,4 +353,4 @@ def main(argv=None, **kwds):
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    run(main)

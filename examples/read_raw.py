@@ -2,9 +2,10 @@
 tool reads one: the header and its version, then each record group up to
 its "0" line, until the "Q" line.  Every record is typed through its group's
 format dictionary; bad records are reported with the module's messages and
-skipped.  Each group is announced and closed with its record count; a
-summary is listed on the console and written to a file, and every message
-goes to a log file as well.
+skipped.  Each group is announced and closed with its record count; the
+report (records per group, records ignored, the first substation blocks, the
+first bus records written back) goes to the console and to a listing file,
+and every message to a log file as well.
 
     python examples/read_raw.py [--name=value ...] [FILE.raw ...]
 
@@ -12,10 +13,13 @@ Without a file name it reads the bundled samples; --help lists the options.
 """
 import collections
 import glob
+import itertools
 import os
 import sys
 
-from vxrtool import ROOT, SAMPLES, command_line, print_notices, read_all, read_with_log, vx, write_summary
+import vxrtool
+from vxrtool import (SAMPLES, CannotRead, command_line, file_encoding, input_lines, plural, print_notices, read_all,
+                     read_with_log, run, vx)
 
 Group = collections.namedtuple("Group", "name first_name first_type shape")
 
@@ -219,9 +223,13 @@ class RawReader:
             if not blank:
                 return line
 
-    def read(self):
-        with open(self.path, encoding="latin-1") as f:
-            self.lines = iter(f)
+    def read(self, encoding=None):
+        """Reads the file in `encoding` (by default the one file_encoding
+        finds); raises CannotRead for a file that cannot be read or is not a
+        RAW file."""
+        self.encoding = encoding or file_encoding(self.path)
+        self.lines = input_lines(self.path, self.encoding)
+        try:
             self.read_header()
             groups = GROUPS[self.layout]
             self.formats = FORMATS_34 if self.layout == 34 else FORMATS
@@ -234,18 +242,29 @@ class RawReader:
             if self.end == "Q":
                 after = sum(1 for line in self.lines if line.strip())
                 if after:
-                    self.progress(" %s%d more line%s after the Q line, which ends the data, not read.\n"
-                                  % (vx._PRG_INDENT, after, "s" * (after > 1)))
+                    self.progress(" %s%s after the Q line, which ends the data, not read.\n"
+                                  % (vx._PRG_INDENT, plural(after, "more line")))
+        finally:
+            self.lines.close()
         return self
 
     def read_header(self):
         first = self.next_line() or ""  # "@!" column headings may come first
-        items = vx._split_textline_kora(first)
+        try:
+            items = vx._split_textline_kora(first)
+        except Exception:
+            items = []
+        if not items or not (items[0] == "_ifc" or is_number(items[0])):  # IC, SBASE, version, ...
+            raise CannotRead("%s is not a KORA RAW file: its first line is not a RAW header (IC, SBASE, version, ...).\n"
+                             " %s%s" % (self.path, vx._PRG_INDENT2, first.rstrip("\n") or "(an empty file)"))
         self.stated_version = int(items[2]) if len(items) > 2 and items[2].isdigit() else None
-        # A version the module does not support is read as the newest one,
-        # with the module's notice.
-        with print_notices(self.progress):
-            self.version = vx._check_kora_version(self.stated_version)
+        if self.stated_version is None:
+            self.version = vx._LATEST_KORA_VRSN  # nothing to check; the first record tells the layout below
+        else:
+            # A version the module does not support is read as the newest
+            # one, with the module's notice.
+            with print_notices(self.progress):
+                self.version = vx._check_kora_version(self.stated_version)
         self.titles = [self.raw_line().rstrip("\n"), self.raw_line().rstrip("\n")]
         self.layout = self.version
         if self.version == 34 and self.stated_version != 34:
@@ -254,8 +273,12 @@ class RawReader:
             self.pushed = self.next_line()
             if self.pushed is not None and first_item_is_a_bus(self.pushed):
                 self.layout = 33
-                self.progress(" %sNo system-wide data: the first record is a bus record, so the file is read with"
-                              " the record groups of version 33.\n" % vx._PRG_INDENT)
+        if self.stated_version is None:
+            self.progress(" %sNo version stated in the header: the file is read with the record groups of version %d%s.\n"
+                          % (vx._PRG_INDENT, self.layout, ", as its first record is a bus record" * (self.layout == 33)))
+        elif self.layout != self.version:
+            self.progress(" %sNo system-wide data: the first record is a bus record, so the file is read with"
+                          " the record groups of version 33.\n" % vx._PRG_INDENT)
 
     # -- groups --------------------------------------------------------------
     def read_group(self, grp):
@@ -283,7 +306,7 @@ class RawReader:
             found_q, error, first, vlist = vx._split_txtline_to_values_kora(
                 recgrp, line, first_name, first_type, self.progress)
         except Exception as e:  # a line the tokenizer cannot read, e.g. an unclosed quote
-            self.progress(" %sError - Reading '%s', %s, record ignored.\n" % (vx._PRG_INDENT, recgrp.title(), e))
+            self.progress(cannot_split(recgrp, line, e))
             return None, None
         if found_q:
             return "Q", vlist
@@ -306,14 +329,14 @@ class RawReader:
             if more:
                 self.progress(" %sThe %d lines that follow it belong to the same record and are skipped with it.\n"
                               % (vx._PRG_INDENT, more))
-                self.continuation(more)
+                self.continuation(grp.name, more)
             return None
         if grp.shape == "three":
-            rec["lines"] = self.continuation(2)
+            rec["lines"] = self.continuation(grp.name, 2)
         elif grp.shape == "transformer":
-            rec["lines"] = self.continuation(4 if rec["K"] != 0 else 3)
+            rec["lines"] = self.continuation(grp.name, 4 if rec["K"] != 0 else 3)
         elif grp.shape == "mtdc":
-            rec["lines"] = self.continuation(rec["NCONV"] + rec["NDCBS"] + rec["NDCLN"])
+            rec["lines"] = self.continuation(grp.name, rec["NCONV"] + rec["NDCBS"] + rec["NDCLN"])
         elif grp.shape == "zcorr":
             rec["rows"] = self.correction_table(vlist[1:])
         elif grp.shape == "substation":
@@ -333,7 +356,7 @@ class RawReader:
             self.totals["generation MW"] += rec["PG"]
             self.totals["generation Mvar"] += rec["QG"]
 
-    def continuation(self, lines):
+    def continuation(self, recgrp, lines):
         """The item lists of a record's further lines."""
         vlists = []
         for _ in range(lines):
@@ -343,7 +366,7 @@ class RawReader:
             try:
                 vlists.append(vx._split_textline_kora(line))
             except Exception as e:
-                self.progress(" %sError - Reading line %d, %s; its items are left out.\n" % (vx._PRG_INDENT, self.lnum, e))
+                self.progress(cannot_split(recgrp, line, e, "the items of this line of the record left out"))
         return vlists
 
     def correction_table(self, first_row):
@@ -353,7 +376,12 @@ class RawReader:
             line = self.next_line()
             if line is None:
                 break
-            endtbl, values = vx._check_zcorec_table_kora(vx._split_textline_kora(line))
+            try:
+                row = vx._split_textline_kora(line)
+            except Exception as e:
+                self.progress(cannot_split("impedance correction", line, e, "the table ends before it"))
+                break
+            endtbl, values = vx._check_zcorec_table_kora(row)
             if not values:  # a row that is not all numbers ends nothing; stop here
                 break
             rows.append(values)
@@ -361,7 +389,11 @@ class RawReader:
 
     def system_record(self, line):
         self.last_ok = 0
-        found_q, error, first, vlist = vx._split_textline_kora_keyvalue_pair("system-wide", line, self.progress)
+        try:
+            found_q, error, first, vlist = vx._split_textline_kora_keyvalue_pair("system-wide", line, self.progress)
+        except Exception as e:
+            self.progress(cannot_split("system-wide", line, e))
+            found_q, error = False, True
         if found_q:
             return "Q"
         if error:
@@ -417,6 +449,14 @@ class RawReader:
         return True
 
 
+def cannot_split(recgrp, line, e, outcome="record ignored"):
+    """The message for a line the module's splitter raised on, laid out as
+    its own record errors."""
+    why = "unclosed quote" if str(e).startswith("Error reading line") else "%s: %s" % (type(e).__name__, e)
+    return " %sError - Reading '%s', %s, %s.\n %s%s\n" % (vx._PRG_INDENT, recgrp.title(), why, outcome, vx._PRG_INDENT2,
+                                                         line.rstrip("\n"))
+
+
 def is_number(text):
     try:
         float(text)
@@ -453,13 +493,15 @@ def terminal_rest(tertyp, items):
     return rest
 
 
-OPTIONS = {
-    "workdir": os.path.join(ROOT, "build", "demo"),
-    "listing": {"value": "console", "allowed": ("console", "none")},
-    "console": {"value": "all", "allowed": ("all", "summary")},
-    "buses_written_back": 3,
-}
-USAGE = "usage: python examples/read_raw.py [--name=value ...] [FILE.raw ...]"
+OPTIONS = dict(vxrtool.OPTIONS, buses_written_back=3)
+HELP = dict(vxrtool.HELP, buses_written_back="how many of the first bus records to write back as RAW field text")
+HELP["console"] += "; the substation blocks echoed stay off the console likewise"
+USAGE = """usage: python examples/read_raw.py [--name=value ...] [FILE.raw ...]
+
+Reads KORA RAW files (without FILE, the bundled samples) as a VXR conversion
+tool does, and reports what it found: records per group, records ignored, the
+first substation blocks and bus records written back."""
+ECHOED_SUBSTATIONS = 3
 
 
 def write_back(reader, progress, count=3):
@@ -474,35 +516,48 @@ def write_back(reader, progress, count=3):
         progress(" %s%s\n" % (vx._PRG_INDENT2, ",".join(fields)))
 
 
-def report(reader, options, progress):
+def version_read(reader):
+    if reader.stated_version is None:
+        return "no version stated, read with the record groups of version %d" % reader.layout
+    if reader.stated_version == reader.layout:
+        return "version %d" % reader.layout
+    return "version %d stated, read with the record groups of version %d" % (reader.stated_version, reader.layout)
+
+
+def report(reader, options, out):
     name = os.path.basename(reader.path)
-    progress("\n %s%s%s: KORA RAW version %s (stated %s)\n"
-             % (vx._PRG_INDENT, vx._get_time_stamp(), name, reader.version, reader.stated_version))
+    out("\n %s%s%s: KORA RAW, %s\n" % (vx._PRG_INDENT, vx._get_time_stamp(), name, version_read(reader)))
     summary = collections.OrderedDict((group, count) for group, count in reader.counts.items() if count)
     for what, total in sorted(reader.totals.items()):
         summary[what] = "%.1f" % total
     summary["records ignored"] = len(reader.ignored)
     summary["data ended by"] = {"Q": "the Q line", "0": "the last group", "eof": "the end of the file"}[reader.end]
-    if options.listing == "console":
-        vx._print_dict("Records read per group", summary, progress)
-    write_summary(name, summary, reader.ignored, options.workdir, progress)
+    summary["text encoding"] = reader.encoding
+    vx._print_dict("Records read per group", summary, out if options.listing == "console" else out.quietly)
+    out.ignored(reader.ignored)
     generators = [rec["I"] for rec in reader.first_records["generator"]]
     if generators:
         vx._progress_message_format_print(" First generator buses:\n", generators, "int", fmtsz=vx._LEN_BUSNUM,
-                                          progress=progress)
+                                          progress=out)
     if reader.substations:
-        progress(" %sSubstation blocks as stored:" % vx._PRG_INDENT)
-        vx._print_kora_substation_block_data_as_stored(reader.substations, progress)
-    write_back(reader, progress, options.buses_written_back)
+        # A large case has thousands: a few show what is stored.
+        echo = out.quietly if options.console == "summary" else out
+        total = len(reader.substations)
+        which = "all " if total <= ECHOED_SUBSTATIONS else "the first %d of " % ECHOED_SUBSTATIONS
+        echo(" %sSubstation blocks as stored (%s%d):" % (vx._PRG_INDENT, which, total))
+        vx._print_kora_substation_block_data_as_stored(
+            collections.OrderedDict(itertools.islice(reader.substations.items(), ECHOED_SUBSTATIONS)), echo)
+    write_back(reader, out, options.buses_written_back)
 
 
 def read_file(path, options, console=None):
-    return read_with_log(path, options, lambda log: RawReader(path, log, log.announce, log.ticker.update).read(),
-                         lambda reader, progress: report(reader, options, progress), console)
+    return read_with_log(path, options,
+                         lambda log, encoding: RawReader(path, log, log.announce, log.ticker.update).read(encoding),
+                         lambda reader, out: report(reader, options, out), console)
 
 
 def main(argv=None, **kwds):
-    paths, given = command_line(sys.argv[1:] if argv is None else argv, OPTIONS, USAGE)
+    paths, given = command_line(sys.argv[1:] if argv is None else argv, OPTIONS, USAGE, HELP)
     given.update(kwds)
     if not paths:
         paths = sorted(glob.glob(os.path.join(SAMPLES, "*.raw")))
@@ -511,4 +566,4 @@ def main(argv=None, **kwds):
 
 
 if __name__ == "__main__":
-    sys.exit(main())
+    run(main)

@@ -1,18 +1,48 @@
 """What the two example readers share, as a VXR conversion tool has it: the
 module on the path, options from the command line through
-_get_arguments_as_attr, a log file that receives every message, and a
-progress line on a terminal.  The console shows a character its encoding
-cannot hold escaped (\\x88, \\u0141); the log and listing files are UTF-8,
-which holds every character read."""
+_get_arguments_as_attr, the text encoding of a file, a log file that
+receives every message, a listing file with the report, and a progress line
+on a terminal.
+
+A file is UTF-8 (with or without a byte-order mark) when the whole of it
+decodes as UTF-8, else cp1252 when it decodes as such, else latin-1, which
+decodes any byte; --encoding overrides that.  The log and listing files of a
+file are written in its encoding: they echo its lines.  The console shows a
+character its encoding cannot hold escaped (\\x88, \\u0141)."""
+import codecs
 import contextlib
+import glob
+import importlib.util
 import io
 import os
+import re
 import sys
+import textwrap
 import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(HERE)
 SAMPLES = os.path.join(HERE, "samples")
+AUTO = "auto"  # the --encoding that applies the rule above
+
+
+def not_importable():
+    """Why vxrcomn does not import from the clone: built for another
+    interpreter, or not built."""
+    built = sorted(glob.glob(os.path.join(ROOT, "vxrcomn.*.so")) + glob.glob(os.path.join(ROOT, "vxrcomn.*.pyd")))
+    this = "CPython %d.%d (%s)" % (sys.version_info[0], sys.version_info[1], sys.executable)
+    build = "make build PYTHON=%s" % sys.executable
+    if importlib.util.find_spec("setuptools") is None:
+        build += " (with setuptools importable: see docs/development.md)"
+    if not built:
+        return "vxrcomn is not built in %s: run `make build` there, or `%s` for %s." % (ROOT, build, this)
+    tags = [re.search(r"\.(?:cpython-|cp)(\d)(\d+)", os.path.basename(name)) for name in built]
+    versions = ", ".join(sorted({"CPython %s.%s" % tag.groups() for tag in tags if tag})) or "another interpreter"
+    return ("vxrcomn in %s is built for %s (%s), not for %s.\nRun the example with that interpreter (`make demo`"
+            " uses it), or build the module for this one: %s" % (ROOT, versions, ", ".join(map(os.path.basename, built)),
+                                                                 this, build))
+
+
 try:
     import winreg  # noqa: F401  (vxrcomn imports it, as on Windows)
 except ImportError:
@@ -21,23 +51,57 @@ try:
     import vxrcomn as vx
 except ImportError:  # run from a clone with the module built in place
     sys.path.insert(0, ROOT)
-    import vxrcomn as vx
+    try:
+        import vxrcomn as vx
+    except ModuleNotFoundError as e:
+        if e.name != "vxrcomn":
+            raise
+        sys.exit(not_importable())
 
-# Log and listing files.  Text read as latin-1 holds no surrogate; a file
-# name the file system could not decode does, and goes back as its bytes.
-ENCODING = dict(encoding="utf-8", errors="surrogateescape")
+
+class CannotRead(Exception):
+    """The input could not be opened or decoded, or is not of the reader's
+    format; the text says which, in full."""
+
+
+def file_encoding(path):
+    """The encoding of a RAW or EPC file by the rule above.  The file is
+    decoded block by block: it may be of hundreds of megabytes."""
+    with open(path, "rb") as f:
+        bom = f.read(3) == codecs.BOM_UTF8
+    for encoding in ("utf-8-sig" if bom else "utf-8", "cp1252"):
+        decoder = codecs.getincrementaldecoder(encoding)()
+        with open(path, "rb") as f, contextlib.suppress(UnicodeDecodeError):
+            for block in iter(lambda: f.read(1 << 20), b""):
+                decoder.decode(block)
+            decoder.decode(b"", final=True)
+            return encoding
+    return "latin-1"
+
+
+def input_lines(path, encoding):
+    """The lines of a file as a text file gives them (LF, CRLF and CR end a
+    line).  Failures to open or decode it are CannotRead; what the caller
+    does between two lines raises as it is."""
+    try:
+        with open(path, encoding=encoding) as f:
+            yield from f
+    except OSError as e:
+        raise CannotRead("Cannot read %s: %s" % (path, e.strerror)) from None
+    except UnicodeDecodeError as e:
+        raise CannotRead("Cannot read %s as %s: byte 0x%02x (%s)" % (path, encoding, e.object[e.start], e.reason)) from None
 
 
 def escaping(stream):
     """The stream, set to write what its encoding cannot hold as \\x88
-    instead of raising: a RAW file read as latin-1 may hold any of the first
-    256 characters, and a cp1252, cp437 or ascii console lacks many."""
+    instead of raising: a cp1252, cp437 or ascii console lacks many of the
+    characters a file may hold."""
     if hasattr(stream, "reconfigure"):
         stream.reconfigure(errors="backslashreplace")
     return stream
 
 
-def command_line(argv, options, usage):
+def command_line(argv, options, usage, helps):
     """(files, kwds) from "--name=value" arguments and file names.  Values
     stay text: _get_arguments_as_attr brings them to the type of each
     default (a bad one silently keeps the default).  From here on the
@@ -47,11 +111,12 @@ def command_line(argv, options, usage):
     files, kwds = [], {}
     for arg in argv:
         if arg in ("-h", "--help"):
-            sys.stdout.write(usage + "\nOptions (--name=value) and their defaults:\n")
+            sys.stdout.write(usage + "\n\nOptions, as --name=value (a value that does not fit keeps the default):\n")
             for name, declared in options.items():
                 value = declared["value"] if type(declared) is dict else declared
                 allowed = " (one of %s)" % ", ".join(map(str, declared["allowed"])) if type(declared) is dict else ""
-                sys.stdout.write("  --%s=%s%s\n" % (name, value, allowed))
+                sys.stdout.write("  --%s=%s%s\n%s\n" % (name, value, allowed, textwrap.fill(
+                    helps[name], 79, initial_indent=" " * 6, subsequent_indent=" " * 6)))
             raise SystemExit(0)
         if arg.startswith("--"):
             name, _, value = arg[2:].partition("=")
@@ -64,12 +129,51 @@ def command_line(argv, options, usage):
     return files, kwds
 
 
+# The options both readers take, and what each does (--help).
+OPTIONS = {
+    "workdir": os.path.join(ROOT, "build", "demo"),
+    "encoding": AUTO,
+    "listing": {"value": "console", "allowed": ("console", "none")},
+    "console": {"value": "all", "allowed": ("all", "summary")},
+}
+HELP = {
+    "workdir": "the folder for the log (NAME_read.log) and listing (NAME_summary.txt) files, created when missing",
+    "encoding": "the text encoding of the files; auto: UTF-8 (with or without a byte-order mark) when the whole"
+                " file is UTF-8, else cp1252, else latin-1",
+    "listing": "console: the records read per group on the console too; none: in the listing file and the log only",
+    "console": "all: every message on the console as well as in the log; summary: record messages in the log only",
+}
+
+
+def run(main):
+    """Runs a reader's main() as a program.  When the console's reader goes
+    away (`read_raw.py FILE | head -1`) the program ends quietly, with
+    status 1; the log says where."""
+    try:
+        try:
+            status = main()
+        except SystemExit as done:  # --help
+            status = done.code
+        sys.stdout.flush()  # what is still buffered may meet the closed pipe only now
+    except BrokenPipeError:
+        # The interpreter flushes stdout once more at exit: give it somewhere to write.
+        os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
+        status = 1
+    sys.exit(status)
+
+
+def plural(count, word):
+    return "%d %s%s" % (count, word, "" if count == 1 else "s")
+
+
 def print_notices(progress):
     """A context in which what the module prints (the version notice of
-    _check_kora_version) goes through progress instead."""
+    _check_kora_version) goes through progress instead, as one message: the
+    line end print adds to a notice that ends in one already is dropped."""
     class Redirect(io.TextIOBase):
         def write(self, text):
-            progress(text)
+            if text != "\n":
+                progress(text)
             return len(text)
     return contextlib.redirect_stdout(Redirect())
 
@@ -100,14 +204,20 @@ class ProgressLine:
             self.shown = False
 
 
+def output_file(path, encoding):
+    """A log or listing file in the input's encoding; what that cannot hold
+    (a file name's undecodable bytes) is written escaped."""
+    return open(path, "w", encoding=encoding, errors="backslashreplace")
+
+
 class Log:
     """The progress callable of one reading: every message goes to the log
     file; to the console too, unless only the summary is wanted there.
-    `announce` takes headings, counts and the summary: those always show."""
+    `announce` takes headings, counts and the report: those always show."""
 
-    def __init__(self, path, console, quiet=False, title=""):
+    def __init__(self, path, console, encoding, quiet=False, title=""):
         self.path = path
-        self.file = open(path, "w", **ENCODING)
+        self.file = output_file(path, encoding)
         self.console = console
         self.quiet = quiet
         self.messages = 0
@@ -130,26 +240,70 @@ class Log:
         self.console.write(text)
 
     def close(self):
-        self.file.write(" %s%s%d messages\n" % (vx._PRG_INDENT, vx._get_time_stamp(), self.messages))
+        self.file.write(" %s%s%s\n" % (vx._PRG_INDENT, vx._get_time_stamp(), plural(self.messages, "message")))
         self.file.close()
 
 
+class Report:
+    """The report of one reading, a progress callable: to the listing file
+    and the log, and to the console; `quietly` leaves the console out."""
+
+    def __init__(self, log, path):
+        self.log = log
+        self.path = path
+        self.file = output_file(path, log.file.encoding)
+
+    def __call__(self, text):
+        self.file.write(text)
+        self.log.announce(text)
+
+    def quietly(self, text):
+        self.file.write(text)
+        self.log.file.write(text)
+
+    def ignored(self, records):
+        """The first records ignored: (group, line number) pairs."""
+        if records:
+            vx._progress_message_format_print(" Records ignored (group, line):\n", records[:30], "tuple", progress=self)
+
+
 def read_with_log(path, options, read, report, console=None):
-    """Reads one file as the tool does, with its log file, progress line and
-    report: `read(log)` returns the reader, `report(reader, progress)` lists
-    what it found. Returns the reader (None when the file cannot be read)."""
+    """Reads one file as the tool does, with its log file, listing file and
+    progress line: `read(log, encoding)` returns the reader, `report(reader,
+    out)` reports what it found through `out`, a Report.  Returns the reader
+    (None when the file cannot be read or is not of the reader's format)."""
     console = escaping(console or sys.stdout)  # the progress line writes to it too
-    log = Log(vx._get_file_name(os.path.basename(path), suffix="_read", extn=".log", path=options.workdir),
-              console, quiet=options.console == "summary", title="Reading %s" % path)
-    console.write("\n==== %s\n" % path)
+    name = os.path.basename(path)
+    failure = None
     try:
-        log.ticker = ProgressLine(console, os.path.getsize(path))
-        reader = read(log)
-        log.ticker.clear()
-        report(reader, log.announce)
+        size = os.path.getsize(path)
+        encoding = file_encoding(path) if options.encoding == AUTO else options.encoding
     except OSError as e:
-        log.announce(" %sCannot read %s: %s\n" % (vx._PRG_INDENT, path, e.strerror))
-        reader = None
+        size, encoding, failure = 0, "utf-8", CannotRead("Cannot read %s: %s" % (path, e.strerror))
+    log = Log(vx._get_file_name(name, suffix="_read", extn=".log", path=options.workdir), console, encoding,
+              quiet=options.console == "summary", title="Reading %s" % path)
+    reader = None
+    try:
+        console.write("\n==== %s\n" % path)
+        try:
+            if failure is None:
+                log.ticker = ProgressLine(console, size)
+                reader = read(log, encoding)
+                log.ticker.clear()
+        except CannotRead as e:
+            failure = e
+        if failure is not None:
+            log.announce(" %s%s\n" % (vx._PRG_INDENT, failure))
+        else:
+            out = Report(log, vx._get_file_name(name, suffix="_summary", path=options.workdir))
+            try:
+                report(reader, out)
+            finally:
+                out.file.close()
+            log.announce(" %sListing written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(out.path)[1]))
+    except BrokenPipeError:
+        log.file.write(" %sConsole closed: reading stopped.\n" % vx._PRG_INDENT)
+        raise
     finally:
         log.close()
     console.write(" %sLog written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(log.path)[1]))
@@ -157,19 +311,13 @@ def read_with_log(path, options, read, report, console=None):
 
 
 def read_all(paths, options, read_file):
-    """Reads each file in turn; the exit status: 1 when one could not be read."""
+    """Reads each file in turn; the exit status: 1 when one could not be
+    read, 2 for an encoding the interpreter does not know."""
+    if options.encoding != AUTO:
+        try:
+            codecs.lookup(options.encoding)
+        except LookupError:
+            sys.stderr.write("unknown encoding --encoding=%s\n" % options.encoding)
+            return 2
     unread = [path for path in paths if read_file(path, options) is None]
     return 1 if unread else 0
-
-
-def write_summary(name, summary, ignored, workdir, progress):
-    """The summary listing file of one reading, and the first records ignored."""
-    listing = vx._get_file_name(name, suffix="_summary", path=workdir)
-    # The text _print_dict_to_file writes, in a file of a known encoding (it
-    # would open it in the locale's, cp1252 on Windows).
-    with open(listing, "w", **ENCODING) as f:
-        vx._print_dict("Records read per group in %s" % name, summary, f.write)
-    progress(" %sListing written to %s\n" % (vx._PRG_INDENT, vx._file_PNX(listing)[1]))
-    if ignored:
-        vx._progress_message_format_print(" Records ignored (group, line):\n", ignored[:30], "tuple",
-                                          progress=progress)

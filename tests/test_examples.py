@@ -25,11 +25,10 @@ EXPLAINED = [re.compile(p) for p in (
     r" {6}Error - Reading '[^']+', (data item '\w+' not provided|\w*=.*, (integer|float) value required"
     r"|RATING number ('.*' not recognized|not provided)), record ignored\.\n {10}.*\n?",
     r" {6}Error - Reading '[^']+', record ignored\.\n {10}.*\n?",
-    r" {6}Error - Reading '[^']+', Error reading line: .*, record ignored\.\n",
+    r" {6}Error - Reading '[^']+', unclosed quote, (record ignored|the .*)\.\n {10}.*\n",
     r" {6}The \d lines that follow it belong to the same record and are skipped with it\.\n",
     r" {6}KORA version \S+ specified\. Allowed versions:34,33,32, Set version to 34\n",
-    r"\n",  # print's own line end after the version notice
-    r" {6}No system-wide data: the first record is a bus record, .*\n",
+    r" {6}(No system-wide data: the first record is a bus record|No version stated in the header): .*\n",
     r" {6}\d+ more lines? after the Q line, which ends the data, not read\.\n",
     r" (Integer|Float) Data item '\w+' not specified correctly\. Input specified= .*\n {5}'[A-Z ]+' record specified"
     r" on line \d+ ignored\.\n",
@@ -68,7 +67,7 @@ def test_v33_sample_records_are_typed_and_bad_ones_reported():
     assert reader.first_records["facts device"][0]["OWNER"] == 0  # written 0.0: a whole number is taken
     assert [len(t["lines"]) for t in reader.first_records["transformer"]] == [3, 4]  # two, then three windings
     assert reader.ignored == [("bus", 17), ("load", 43), ("zone", 119)]
-    assert "Error reading line: 3,'ZONE THREE, record ignored." in messages[3]
+    assert messages[3] == IND + " Error - Reading 'Zone', unclosed quote, record ignored.\n%s 3,'ZONE THREE\n" % IND2
     assert unexplained(messages) == []
 
 
@@ -86,18 +85,21 @@ def test_v34_sample_system_wide_ratings_and_substations():
     assert unexplained(messages) == []
 
 
-def test_main_reads_the_samples_into_log_and_listing_files(tmp_path, capsys):
+def test_main_reads_the_samples_into_log_and_listing_files(tmp_path, capsys, monkeypatch):
     workdir = tmp_path / "work"
+    monkeypatch.setattr(read_raw, "ECHOED_SUBSTATIONS", 1)
     assert read_raw.main(["--workdir=%s" % workdir, "--console=summary", "--buses_written_back=1"]) == 0
     out = capsys.readouterr().out
     assert sorted(os.listdir(str(workdir))) == ["sample_v33_read.log", "sample_v33_summary.txt",
                                                  "sample_v34_read.log", "sample_v34_summary.txt"]
-    log = (workdir / "sample_v33_read.log").read_text()
+    log = (workdir / "sample_v33_read.log").read_text("utf-8")
     assert "Error - Reading 'Bus', I=10.5" in log and "Error - Reading" not in out  # messages: the log only
     assert "Reading KORA record group: Bus" in log and "Reading KORA record group: Bus" in out
-    assert out.count("Bus records written back") == 2 and "102,'OAK" not in out
-    listing = (workdir / "sample_v34_summary.txt").read_text()
-    assert listing.startswith(IND + "Records read per group in sample_v34.raw\n") and " load MW " in listing
+    assert out.count("Bus records written back") == 2 and "102,'OAK" not in out and "as stored" not in out
+    listing = (workdir / "sample_v34_summary.txt").read_text("cp1252")
+    assert re.match(r"\n {6}[-0-9: ]+[AP]M sample_v34.raw: KORA RAW, version 34\n {5}Records read per group\n", listing)
+    assert " load MW " in listing and "blocks as stored (the first 1 of 2):\n1, NORTH" in listing
+    assert "RIVER, EAST SS" not in listing and log.endswith(" 4 messages\n")
     assert read_raw.main([str(tmp_path / "missing.raw"), "--workdir=%s" % workdir]) == 1
 
 
@@ -122,6 +124,21 @@ def test_epc_samples():
     assert unexplained(messages) == []
     reader, messages, _ = read_pslf(os.path.join(SAMPLES, "sample_b.epc"))
     assert messages == [] and sum(g.read for g in reader.groups) == 24
+    # Each reader given the other's file says so, once.
+    with pytest.raises(vxrtool.CannotRead, match="sample_a.epc is not a KORA RAW file: its first line .*\n.*# VXR"):
+        read(os.path.join(SAMPLES, "sample_a.epc"))
+    with pytest.raises(vxrtool.CannotRead, match="sample_v33.raw is not a PSLF EPC file: it has no record group"):
+        read_pslf(os.path.join(SAMPLES, "sample_v33.raw"))
+
+
+def test_a_file_without_a_version_is_read_in_the_layout_its_first_record_shows(tmp_path):
+    path = tmp_path / "no_version.raw"
+    path.write_text(open(os.path.join(SAMPLES, "sample_v33.raw"), encoding="utf-8").read().replace(" 33,", ",", 1))
+    reader, messages = read(str(path))
+    assert (reader.counts["bus"], read_raw.version_read(reader)) == (32, "no version stated, read with the record"
+                                                                         " groups of version 33")
+    assert messages[0].startswith(IND + " No version stated in the header: the file is read with the record groups of"
+                                  " version 33, as its first record is a bus record.")
 
 
 def test_epc_main_on_the_samples(tmp_path, capsys):
@@ -135,21 +152,57 @@ def test_epc_main_on_the_samples(tmp_path, capsys):
         "Integer Data item 'zone' not specified correctly. Input specified= 3.5\n     'BUS' record specified on line 52",
         "Float Data item 'mw' not specified correctly. Input specified= 12.5.0\n     'LOAD' record specified",
         "SVD type found is 'S'.", "SVD type found is '9'.", "Found semicolon on data record at position 2",
-        " ------------- Reading PSLF record group: Generator [5]\n      5 records\n      (2 items '!' kept as written)\n",
+        " ------------- Reading PSLF record group: Generator [5]\n      5 records\n      (2 items written as '!', kept",
+        "      18 records\n      (1 ignored; 1 item written as '!', kept as text)\n",
         "         records ignored : 7\n         messages        : 9\n", "Bus records as KORA RAW version 34 bus lines:",
     ]:
         assert text in out
 
 
-@pytest.mark.parametrize("sample, encoding, shown, logged", [  # UTF-8 names; RAW text is read as latin-1
-    ("sample_v33.raw", "cp1252", "   103,'MÃ\\x9cNSTER    ',69.0,1\n", "   103,'MÃ\x9cNSTER    ',69.0,1\n"),
-    ("sample_b.epc", "cp1252", "1,'ÉCLUSE \\u0141ÓD\\u0179 ',20.0", "1,'ÉCLUSE ŁÓDŹ ',20.0"),
-    ("sample_b.epc", "ascii", "1,'\\xc9CLUSE \\u0141\\xd3D\\u0179 ',20.0", "1,'ÉCLUSE ŁÓDŹ ',20.0"),
+def run_example(tmp_path, sample, *options, stdout=subprocess.PIPE, **env):
+    env = dict(os.environ, PYTHONPATH=os.pathsep.join([MODULE_DIR, STANDIN]), **env)
+    return subprocess.run([sys.executable, os.path.join(ROOT, "examples", "read_%s.py" % sample[-3:]),
+                           "--workdir=%s" % tmp_path, os.path.join(SAMPLES, sample)] + list(options),
+                          env=env, stdout=stdout, stderr=subprocess.PIPE)
+
+
+@pytest.mark.parametrize("sample, encoding, shown", [  # the console's encoding; the log has the name as written
+    ("sample_v33.raw", "cp1252", ("   103,'MÜNSTER     ',69.0,1\n", "MÜNSTER")),  # UTF-8 text
+    ("sample_v34.raw", "ascii", ("   103,'O\\u2019NEIL TAP  ',69.0,1\n", "O’NEIL")),  # cp1252 text
+    ("sample_b.epc", "cp1252", ("1,'ÉCLUSE \\u0141ÓD\\u0179 ',20.0", "ÉCLUSE ŁÓDŹ")),
+    ("sample_b.epc", "ascii", ("1,'\\xc9CLUSE \\u0141\\xd3D\\u0179 ',20.0", "ÉCLUSE ŁÓDŹ")),
 ])
-def test_the_console_shows_what_it_cannot_encode_escaped(tmp_path, sample, encoding, shown, logged):
-    env = dict(os.environ, PYTHONIOENCODING=encoding, PYTHONPATH=os.pathsep.join([MODULE_DIR, STANDIN]))
-    proc = subprocess.run([sys.executable, os.path.join(ROOT, "examples", "read_%s.py" % sample[-3:]),
-                           "--workdir=%s" % tmp_path, os.path.join(SAMPLES, sample)], env=env, capture_output=True)
-    out, log = proc.stdout.decode(encoding), (tmp_path / (sample[:-4] + "_read.log")).read_text("utf-8")
-    assert (proc.returncode, proc.stderr, out.endswith("_read.log\n")) == (0, b"", True)
-    assert shown in out and logged in log
+def test_the_console_shows_what_it_cannot_encode_escaped(tmp_path, sample, encoding, shown):
+    proc = run_example(tmp_path, sample, PYTHONIOENCODING=encoding)
+    out = proc.stdout.decode(encoding)
+    log = (tmp_path / (sample[:-4] + "_read.log")).read_text(vxrtool.file_encoding(os.path.join(SAMPLES, sample)))
+    assert (proc.returncode, proc.stderr, out.endswith("_read.log\n"), shown[0] in out, shown[1] in log) == (
+        0, b"", True, True, True)
+
+
+@pytest.mark.parametrize("module, sample, name, utf8", [
+    (read_raw, "sample_v34.raw", "'O’NEIL TAP  '", "utf-8-sig"),
+    (read_epc, "sample_a.epc", "'ŠUMPERK     '", "utf-8"),
+])
+def test_a_cp1252_file_and_its_utf8_copy_give_the_same_names(tmp_path, capsys, module, sample, name, utf8):
+    text, seen = open(os.path.join(SAMPLES, sample), "rb").read().decode("cp1252"), []
+    for encoding in ("cp1252", utf8):
+        folder = tmp_path / encoding
+        folder.mkdir()
+        (folder / sample).write_bytes(text.encode(encoding))
+        assert module.main([str(folder / sample), "--workdir=%s" % folder]) == 0
+        outputs = [capsys.readouterr().out] + [(folder / (sample[:-4] + end)).read_text(encoding)
+                                                for end in ("_read.log", "_summary.txt")]
+        assert all(name in output for output in outputs)
+        seen.append([re.sub(r"\d\d-\d\d-\d{4} [\d:]+ [AP]M", "", output.replace(str(folder), "").replace(encoding, ""))
+                     for output in outputs])
+    assert seen[0] == seen[1]
+
+
+def test_a_closed_console_ends_the_reading_quietly(tmp_path):
+    read_end, write_end = os.pipe()
+    os.close(read_end)  # `| head -1` gone before the reader writes
+    with os.fdopen(write_end, "wb") as console:
+        proc = run_example(tmp_path, "sample_v33.raw", stdout=console, PYTHONUNBUFFERED="1")
+    log = (tmp_path / "sample_v33_read.log").read_text("utf-8")
+    assert (proc.returncode, proc.stderr) == (1, b"") and "Console closed" in log and "Cannot read" not in log

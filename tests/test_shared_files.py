@@ -1,24 +1,30 @@
 """The real files of ../shared/data (when present): every line split as the
-baseline splits it, on both paths; each file read, every message explained."""
+baseline splits it, on both paths; each file read, every message explained,
+and refused by the other format's reader."""
 import os
 
 import pytest
 
 from conftest import shared_files
-from test_examples import read, read_pslf, unexplained
+from test_docs import readme_code
+from test_examples import read, read_pslf, unexplained, vxrtool
 from test_fuzz import same, values
 
 @pytest.mark.parametrize("path", shared_files(), ids=os.path.basename)
 def test_shared_file(vx, path):
-    with open(path, encoding="latin-1", newline="") as f:
+    with open(path, encoding=vxrtool.file_encoding(path), newline="") as f:
         lines = f.read().splitlines(True)
     if path.lower().endswith(".raw"):
         for line in lines:
             same("_split_txtline_to_values_kora", "bus", line, "I", "int", print)
         reader, messages = read(path)
         assert reader.counts.get("bus", 0) > 0 or len(lines) < 30
-        if reader.stated_version not in (32, 33, 34):
-            assert "KORA version %s specified. Allowed" % reader.stated_version in messages[0]
+        if reader.stated_version is None:
+            assert messages[0].startswith(" %sNo version stated in the header: " % vx._PRG_INDENT)
+        else:  # the README's Usage example reads the same buses
+            assert len(readme_code()["read_buses"](path)) == reader.counts.get("bus", 0)
+            if reader.stated_version not in (32, 33, 34):
+                assert "KORA version %s specified. Allowed" % reader.stated_version in messages[0]
     else:
         for line in lines:
             assert values(line.rstrip("\r\n")) == values(line.rstrip("\r\n"), generic=True), line
@@ -28,3 +34,4 @@ def test_shared_file(vx, path):
             assert group.records == group.declared or any(
                 "the heading says %d, the group holds %d" % (group.declared, group.records) in m for m in announced)
     assert unexplained(messages) == []
+    pytest.raises(vxrtool.CannotRead, read if path.lower().endswith(".epc") else read_pslf, path)  # the other reader

@@ -105,8 +105,11 @@ def check(path):
     if not m:
         return ["file name is not vxrcomn-VERSION-cp3X-cp3X-{win_amd64,linux_x86_64}.whl"]
     dist_info = "vxrcomn-%s.dist-info" % m["version"]
-    with zipfile.ZipFile(path) as z:
-        entries = {name: z.read(name) for name in z.namelist()}
+    try:
+        with zipfile.ZipFile(path) as z:
+            entries = {name: z.read(name) for name in z.namelist()}
+    except (OSError, zipfile.BadZipFile) as e:
+        return ["not a readable zip file: %s" % e]
     listed = {row[0]: row[1:] for row in csv.reader(io.StringIO(entries.get(dist_info + "/RECORD", b"").decode()))}
     problems = ["RECORD: %s %s" % (name, "missing" if name not in entries else "does not match")
                 for name, (hash_, size) in listed.items() if name != dist_info + "/RECORD"
@@ -145,7 +148,7 @@ def pip_installs(wheel, version):
 
 def main(paths):
     ok = bool(paths)
-    jobs = [(w, v) for w in paths for v in VERSIONS]
+    jobs = [(w, v) for w in paths if WHEEL_NAME.fullmatch(os.path.basename(w)) for v in VERSIONS]
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count() or 2) as pool:
         installs = dict(zip(jobs, pool.map(lambda job: pip_installs(*job), jobs)))
     for path in paths:

@@ -17,7 +17,8 @@ sys.path.insert(0, os.path.join(ROOT, "tools"))
 import wheels  # noqa: E402
 
 W39, W313, LINUX = "cp39-cp39-win_amd64", "cp313-cp313-win_amd64", "cp39-cp39-linux_x86_64"
-PYD39, PYD313, SO39 = "vxrcomn.cp39-win_amd64.pyd", "vxrcomn.cp313-win_amd64.pyd", "vxrcomn.cpython-39-x86_64-linux-gnu.so"
+PYD39, PYD313 = "vxrcomn.cp39-win_amd64.pyd", "vxrcomn.cp313-win_amd64.pyd"
+SO39 = "vxrcomn.cpython-39-x86_64-linux-gnu.so"
 
 
 def built(tag):

@@ -15,9 +15,11 @@ import tempfile
 import zipfile
 
 VERSIONS = ("3.9", "3.10", "3.11", "3.12", "3.13")
-WHEEL_NAME = re.compile(r"vxrcomn-(?P<version>[^-]+)-(?P<tag>cp3(?P<minor>\d+)-cp3(?P=minor)-(?P<plat>win_amd64|linux_x86_64))\.whl")
+WHEEL_NAME = re.compile(r"vxrcomn-(?P<version>[^-]+)-"
+                        r"(?P<tag>cp3(?P<minor>\d+)-cp3(?P=minor)-(?P<plat>win_amd64|linux_x86_64))\.whl")
 # The file name an interpreter of the tag imports the module from.
-MODULE_NAME = {"win_amd64": "vxrcomn.cp3{minor}-win_amd64.pyd", "linux_x86_64": "vxrcomn.cpython-3{minor}-x86_64-linux-gnu.so"}
+MODULE_NAME = {"win_amd64": "vxrcomn.cp3{minor}-win_amd64.pyd",
+               "linux_x86_64": "vxrcomn.cpython-3{minor}-x86_64-linux-gnu.so"}
 STUBS = ("vxrcomn.pyi", "vxrcomn-stubs/__init__.pyi", "vxrcomn-stubs/py.typed")
 # One C runtime in the process image: the one MinGW-w64's libraries are built
 # for.  A second family beside it would mean two heaps and two stdio states.
@@ -92,8 +94,9 @@ def pyd_problems(data, minor):
     families = {f for d in imports for f, pattern in CRT_FAMILIES.items() if re.fullmatch(pattern, d, re.I)}
     if families != {CRT}:
         problems.append("C runtimes %s, not %s alone" % (" ".join(sorted(families)) or "none", CRT))
-    problems += ["imports %s, which Windows does not provide" % d for d in imports if d not in python
-                 and not SYSTEM_DLL.fullmatch(d) and not any(re.fullmatch(p, d, re.I) for p in CRT_FAMILIES.values())]
+    problems += ["imports %s, beyond the interpreter's DLL, KERNEL32.dll and the C runtime" % d for d in imports
+                 if d not in python and not SYSTEM_DLL.fullmatch(d)
+                 and not any(re.fullmatch(p, d, re.I) for p in CRT_FAMILIES.values())]
     problems += ["holds the build path %s" % m.decode() for m in sorted(set(
         re.findall(rb"[\w.-]*" + ABSOLUTE.pattern + rb"[\w./-]*", data)))]
     return problems
@@ -110,10 +113,11 @@ def check(path):
             entries = {name: z.read(name) for name in z.namelist()}
     except (OSError, zipfile.BadZipFile) as e:
         return ["not a readable zip file: %s" % e]
-    listed = {row[0]: row[1:] for row in csv.reader(io.StringIO(entries.get(dist_info + "/RECORD", b"").decode()))}
+    rows = csv.reader(io.StringIO(entries.get(dist_info + "/RECORD", b"").decode()))
+    listed = {row[0]: row[1:] for row in rows if row}
     problems = ["RECORD: %s %s" % (name, "missing" if name not in entries else "does not match")
-                for name, (hash_, size) in listed.items() if name != dist_info + "/RECORD"
-                and (name not in entries or [hash_, size] != [digest(entries[name]), str(len(entries[name]))])]
+                for name, hash_size in listed.items() if name != dist_info + "/RECORD"
+                and (name not in entries or hash_size != [digest(entries[name]), str(len(entries[name]))])]
     problems += ["RECORD does not list %s" % name for name in entries if name not in listed]
     module = MODULE_NAME[m["plat"]].format(minor=m["minor"])
     wanted = (module,) + STUBS + tuple(dist_info + "/" + f for f in ("METADATA", "WHEEL", "LICENSE"))

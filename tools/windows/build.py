@@ -32,8 +32,9 @@ STRICT = ["-std=c++17", "-Wall", "-Wextra", "-Werror"]  # setup.py with VXR_WERR
 # terms differ by source file), and import stubs, which carry no code of
 # theirs.
 NOTICED = {"libstdc++.a": "*", "libgcc.a": "*", "libgcc_eh.a": "*", "crtbegin.o": "*", "crtend.o": "*",
-           "dllcrt2.o": "*", "libmingw32.a": "CRT_fp10 cinitexe gccmain mingw_helpers natstart pesect pseudo-reloc-list "
-                                             "pseudo-reloc tlsmcrt tlsmthread tlssup tlsthrd",
+           "dllcrt2.o": "*",
+           "libmingw32.a": "CRT_fp10 cinitexe gccmain mingw_helpers natstart pesect pseudo-reloc-list pseudo-reloc "
+                           "tlsmcrt tlsmthread tlssup tlsthrd",
            "libmingwex.a": "dllentry dllmain strnlen wcsnlen gdtoa dmisc gmisc misc mingw_pformat mingw_vsprintf",
            "libmsvcrt.a": "acrt_iob_func mbrtowc wcrtomb onexit_table rand_s"}
 IMPORT_STUB = re.compile(r"lib\w+?(?:_def)?(?:s\d+|h|t)\.o")

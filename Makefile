@@ -35,7 +35,7 @@ VALGRIND := valgrind --tool=memcheck --leak-check=full --show-leak-kinds=definit
 # sanitizers.
 FUZZ_MINUTES ?= 10
 
-.PHONY: build test demo deps builddeps test-all wheel bench check check-asan check-leaks check-valgrind check-windows asan-build fuzz clean
+.PHONY: build test demo deps builddeps windeps test-all wheel wheel-windows bench check check-asan check-leaks check-valgrind check-windows check-wheels check-wine asan-build fuzz clean
 
 build:
 	VXR_WERROR=1 $(PYTHON) setup.py -q build_ext --inplace
@@ -96,9 +96,9 @@ wheel: builddeps
 	  print(w); print('\n'.join('  ' + n for n in zipfile.ZipFile(w).namelist()))"
 
 # The whole suite under the sanitizers, the leak sweep at full strength, a
-# memcheck pass, and the Windows build; each fails on any report that comes
-# from the module.
-check: check-asan check-leaks check-valgrind check-windows
+# memcheck pass, the Windows build and the wheels; each fails on any report
+# that comes from the module.
+check: check-asan check-leaks check-valgrind check-windows check-wheels check-wine
 
 asan-build:
 	VXR_WERROR=1 VXR_EXTRA_CFLAGS="$(SAN_CFLAGS)" VXR_EXTRA_LDFLAGS="-fsanitize=address,undefined" \
@@ -129,23 +129,56 @@ check-valgrind: build deps
 	  $(VALGRIND) $(PYTHON) -m pytest -q -k "not ($(VALGRIND_SKIP))" $(VALGRIND_TESTS)
 	$(PYTHON) tools/valgrind_report.py $(VALGRIND_DIR)/memcheck.*.xml
 
-# The module built for 64-bit Windows against the headers of CPython 3.9 and
-# 3.13 (tools/windows/build.py): MinGW-w64 g++ with the Linux build's flags
-# into build/windows/vxrcomn.cp3X-win_amd64.pyd, which must export
-# PyInit_vxrcomn and import nothing but python3X.dll and system DLLs.  Then
-# clang parses every source in Microsoft-compatibility mode as MSVC 19.29,
-# over MinGW's headers since Microsoft's are not here (tools/windows/as_msvc.h):
-# that fails on the GCC builtins and attributes it lists, VLAs, POSIX headers,
-# ssize_t and 64-to-32-bit conversions (errors under /W3 /WX).  It is not MSVC
-# itself; that and the suite running there only a Windows machine shows.
-WINDOWS_PYTHONS = $(call python_for,3.9) $(call python_for,3.13)
+# The module built for 64-bit Windows against the headers of CPython 3.9 to
+# 3.13 (tools/windows/build.py; docs/windows.md): MinGW-w64 g++ with the
+# Linux build's flags into build/windows/vxrcomn.cp3X-win_amd64.pyd, which
+# must export PyInit_vxrcomn alone, import python3X.dll, msvcrt.dll as its
+# one C runtime and KERNEL32.dll, hold no build path, and link nothing that
+# THIRD_PARTY_NOTICES does not cover; then its wheel into dist/.  Debian's
+# setuptools writes the METADATA from setup.py, as for `make wheel`.
+WINDOWS_PYTHONS = $(foreach v,$(PYVERSIONS),$(call python_for,$(v)))
+WINDOWS_BUILD = @test $(words $(WINDOWS_PYTHONS)) = 5 || { echo "the Windows wheels need CPython 3.9 to 3.13"; exit 1; } \
+	&& PYTHONPATH=$(TESTDEPS) $(PYTHON) tools/windows/build.py
 
-check-windows:
+windeps:
 	@command -v x86_64-w64-mingw32-g++ >/dev/null && command -v clang++ >/dev/null || { \
 	  echo "installing g++-mingw-w64-x86-64 and clang from Debian"; \
 	  $(SUDO) apt-get update -qq && $(SUDO) apt-get install -y -qq g++-mingw-w64-x86-64 clang >/dev/null; }
-	@test $(words $(WINDOWS_PYTHONS)) = 2 || { echo "check-windows needs CPython 3.9 and 3.13"; exit 1; }
-	$(PYTHON) tools/windows/build.py $(WINDOWS_PYTHONS)
+
+wheel-windows: windeps builddeps
+	$(WINDOWS_BUILD) $(WINDOWS_PYTHONS)
+
+# The same build and wheels, and clang parsing every source in
+# Microsoft-compatibility mode as MSVC 19.29 with each interpreter's
+# headers, over MinGW's since Microsoft's are not here
+# (tools/windows/as_msvc.h): that fails on the GCC builtins and attributes it
+# lists, VLAs, POSIX headers, ssize_t and 64-to-32-bit conversions (errors
+# under /W3 /WX).  It is not MSVC itself; that and the suite running there
+# only a Windows machine shows.
+check-windows: windeps builddeps
+	$(WINDOWS_BUILD) --msvc $(WINDOWS_PYTHONS)
+
+# Every wheel in dist/ and build/dist/ (tools/wheels.py): RECORD hashes, the
+# tags of file name and WHEEL, the module's suffix and, for Windows, what it
+# imports and exports; Debian's pip installs each for its own interpreter
+# version and refuses it for the others.  Then the checker's own tests, on
+# wheels spoilt one way each.
+check-wheels: check-windows wheel build deps
+	@/usr/bin/python3 -m pip --version >/dev/null 2>&1 || { \
+	  echo "installing python3-pip from Debian"; \
+	  $(SUDO) apt-get update -qq && $(SUDO) apt-get install -y -qq python3-pip >/dev/null; }
+	$(PYTHON) tools/wheels.py dist/vxrcomn-*-win_amd64.whl build/dist/vxrcomn-*.whl
+	VXR_WHEEL_DIR=dist $(PYTEST) -q tests/test_wheels.py
+
+# The module of each Windows wheel loaded under Debian's Wine as CPython
+# loads it, beside a stub python3X.dll (tools/windows/load.py): the loader
+# takes it, every import resolves and its start-up code runs.  What that
+# leaves unshown: docs/windows.md.
+check-wine: check-windows
+	@test -x /usr/lib/wine/wine64 || { \
+	  echo "installing wine64 from Debian"; \
+	  $(SUDO) apt-get update -qq && $(SUDO) apt-get install -y -qq wine64 >/dev/null; }
+	$(PYTHON) tools/windows/load.py dist/vxrcomn-*-win_amd64.whl
 
 # Long generated-input runs: FUZZ_MINUTES in all, shared by the targets.
 fuzz: deps $(if $(FUZZ_SAN),asan-build,build)
@@ -154,4 +187,4 @@ fuzz: deps $(if $(FUZZ_SAN),asan-build,build)
 	  $(PYTEST) -q $(if $(FUZZ_SAN),--capture=sys) tests/test_fuzz.py
 
 clean:
-	rm -rf build *.egg-info vxrcomn*.so vxrcomn*.pyd .pytest_cache .hypothesis
+	rm -rf build dist *.egg-info vxrcomn*.so vxrcomn*.pyd .pytest_cache .hypothesis

@@ -1,8 +1,11 @@
-"""make check-windows: builds the module for 64-bit Windows with MinGW-w64
-against each given interpreter's headers, checks what the DLL exports and
-imports, and parses every source once more as the Microsoft compiler would
-see it.  Usage: build.py PYTHON...  (CPython 3.9 to 3.13 interpreters, any
-platform: only their headers and version are used).  Output: build/windows."""
+"""make wheel-windows and check-windows: builds the module for 64-bit Windows
+with MinGW-w64 against each given interpreter's headers, checks what the DLL
+exports, imports and links, and writes its wheel into dist/; with --msvc,
+parses every source once more as the Microsoft compiler would see it.
+Usage: build.py [--msvc] PYTHON...  (CPython 3.9 to 3.13 interpreters, any
+platform: only their headers and version are used).  Run with Debian's
+setuptools on PYTHONPATH, which writes the wheel's METADATA from setup.py as
+for the Linux wheel.  Output: build/windows, dist."""
 import concurrent.futures
 import glob
 import os
@@ -10,15 +13,31 @@ import re
 import shutil
 import subprocess
 import sys
+import tempfile
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(HERE))
-OUT = os.path.join(ROOT, "build", "windows")
-SOURCES = sorted(glob.glob(os.path.join(ROOT, "src", "**", "*.cpp"), recursive=True))
+sys.path.insert(0, os.path.dirname(HERE))
+import wheels  # noqa: E402
+
+# Paths relative to the repository's root, where main() runs: __FILE__ in a
+# traceback entry reads src/..., as in a setup.py build.
+OUT = os.path.join("build", "windows")
+DIST = "dist"
+SOURCES = sorted(glob.glob(os.path.join("src", "**", "*.cpp"), recursive=True))
 MINGW = "x86_64-w64-mingw32-"
 STRICT = ["-std=c++17", "-Wall", "-Wextra", "-Werror"]  # setup.py with VXR_WERROR=1
-# Besides the interpreter's DLL, only DLLs every 64-bit Windows has.
-SYSTEM_DLL = re.compile(r"(kernel32|msvcrt|ucrtbase|ntdll|advapi32|user32|api-ms-win-[a-z0-9-]+)\.dll", re.I)
+# What THIRD_PARTY_NOTICES covers, by what the link map shows linked: any
+# part of the GCC runtime; of MinGW-w64, the members named there (their
+# terms differ by source file), and import stubs, which carry no code of
+# theirs.
+NOTICED = {"libstdc++.a": "*", "libgcc.a": "*", "libgcc_eh.a": "*", "crtbegin.o": "*", "crtend.o": "*",
+           "dllcrt2.o": "*",
+           "libmingw32.a": "CRT_fp10 cinitexe gccmain mingw_helpers natstart pesect pseudo-reloc-list pseudo-reloc "
+                           "tlsmcrt tlsmthread tlssup tlsthrd",
+           "libmingwex.a": "dllentry dllmain strnlen wcsnlen gdtoa dmisc gmisc misc mingw_pformat mingw_vsprintf",
+           "libmsvcrt.a": "acrt_iob_func mbrtowc wcrtomb onexit_table rand_s"}
+IMPORT_STUB = re.compile(r"lib\w+?(?:_def)?(?:s\d+|h|t)\.o")
 # Headers MinGW has and Microsoft's C library has not: stubs that fail once
 # the compiler presents itself as MSVC (as_msvc.h).
 POSIX_ONLY = ("unistd.h dirent.h pthread.h pthread_unistd.h sched.h semaphore.h strings.h libgen.h "
@@ -61,9 +80,9 @@ def build(tag, include):
     or None."""
     objdir = os.path.join(OUT, "cp" + tag, "obj")
     os.makedirs(objdir, exist_ok=True)
-    objs = [os.path.join(objdir, os.path.relpath(s, ROOT).replace(os.sep, "_")[:-4] + ".o") for s in SOURCES]
-    if not run_all([MINGW + "g++"] + STRICT + ["-O2", "-DNDEBUG", "-Isrc", "-I", include, "-c", s, "-o", o]
-                   for s, o in zip(SOURCES, objs)):
+    objs = [os.path.join(objdir, s.replace(os.sep, "_")[:-4] + ".o") for s in SOURCES]
+    if not run_all([MINGW + "g++"] + STRICT + ["-O2", "-DNDEBUG", "-ffile-prefix-map=%s/=" % ROOT, "-Isrc",
+                                               "-I", include, "-c", s, "-o", o] for s, o in zip(SOURCES, objs)):
         return None
     # The interpreter's symbols the objects use, declared dllimport by its
     # headers, so that the import library never lacks or outlives one.
@@ -77,30 +96,79 @@ def build(tag, include):
     if not names or run([MINGW + "dlltool", "-d", deffile, "-l", implib]) is None:
         return None
     # libstdc++ and libgcc inside, so that nothing but the interpreter's DLL
-    # and the system's are needed.
+    # and the system's are needed; no link time in the PE header, so that
+    # the same commit gives the same bytes.
     if run([MINGW + "g++", "-shared", "-s", "-static", "-static-libgcc", "-static-libstdc++",
+            "-Wl,--no-insert-timestamp", "-Wl,-Map=" + os.path.join(objdir, "link.map"),
             "-o", pyd] + objs + [implib]) is None:
         return None
-    print("%s: %d interpreter symbols imported (%s)" % (os.path.relpath(pyd, ROOT), len(names), deffile))
+    print("%s: %d interpreter symbols imported (%s)" % (pyd, len(names), deffile))
     return pyd
 
 
 def inspect(pyd, tag):
-    """A PE32+ DLL exporting PyInit_vxrcomn and importing only the
-    interpreter's DLL and system DLLs; prints what it found."""
-    dump = run([MINGW + "objdump", "-p", pyd]) or ""
-    dlls = re.findall(r"DLL Name: (\S+)", dump)
-    exports = re.findall(r"^\s*\[\s*\d+\]\s+(\S+)$", dump.split("[Ordinal/Name Pointer] Table")[-1], re.M)
-    pe = re.search(r"^Magic\s+020b", dump, re.M) \
-        and re.search(r"^Characteristics[^\n]*\n(\t[^\n]*\n)*?\tDLL\n", dump, re.M)
-    print("  format: " + ("PE32+ DLL" if pe else "FAILED: not a PE32+ DLL"))
+    """Exports, imports, C runtime and build paths as wheels.py checks them
+    in the wheel; prints what it found."""
+    with open(pyd, "rb") as f:
+        data = f.read()
+    dll, exports, imports = wheels.pe_facts(data)
+    print("  format: " + ("PE32+ DLL" if dll else "not a PE32+ DLL"))
     print("  exports: " + " ".join(exports))
-    print("  imports: " + " ".join(dlls))
-    foreign = [d for d in dlls if d.lower() != "python%s.dll" % tag and not SYSTEM_DLL.fullmatch(d)]
-    ok = pe and "PyInit_vxrcomn" in exports and not foreign
-    for d in foreign:
-        print("  FAILED: imports %s, which Windows does not provide" % d)
-    return ok
+    print("  imports: " + " ".join(imports))
+    problems = wheels.pyd_problems(data, tag[1:])
+    for p in problems:
+        print("  FAILED: " + p)
+    return not problems
+
+
+def linked(mapfile):
+    """{archive or object: members} of what the link map shows linked from
+    outside the module's own objects and import library."""
+    text = open(mapfile).read()
+    parts = {}
+    for path, member in re.findall(r"^(\S+\.a)\(([^)\s]+)\.o\)", text.split("\nDiscarded input sections")[0], re.M):
+        parts.setdefault(os.path.basename(path), set()).add(re.sub(r"^lib64_lib\w+?_a-", "", member) + ".o")
+    for path in re.findall(r"^LOAD (/\S+\.o)$", text, re.M):
+        parts.setdefault(os.path.basename(path), set())
+    return {name: sorted(members) for name, members in parts.items() if not name.startswith("libpython")}
+
+
+def notices_cover(mapfile, tag):
+    """Every static part linked is one THIRD_PARTY_NOTICES covers; writes
+    the list beside the map (build/windows/cp3X/obj/linked.txt)."""
+    parts = linked(mapfile)
+    with open(os.path.join(os.path.dirname(mapfile), "linked.txt"), "w") as f:
+        f.writelines("%s: %s\n" % (name, " ".join(members)) for name, members in sorted(parts.items()))
+    uncovered = [name + ("(%s)" % m if m else "") for name, members in sorted(parts.items()) for m in members or [""]
+                 if not IMPORT_STUB.fullmatch(m) and NOTICED.get(name) != "*"
+                 and m[:-2] not in NOTICED.get(name, "").split()]
+    print("  linked from the toolchain: %s (cp%s/obj/linked.txt)" % (" ".join(sorted(parts)), tag))
+    for part in uncovered:
+        print("  FAILED: links %s, which THIRD_PARTY_NOTICES does not cover" % part)
+    return not uncovered
+
+
+def metadata():
+    """The dist-info files setup.py gives (METADATA, LICENSE, top_level.txt)
+    with the third-party notices added: {name in the wheel: bytes}."""
+    with tempfile.TemporaryDirectory(dir=OUT) as tmp:
+        subprocess.check_call([sys.executable, "setup.py", "-q", "dist_info", "--output-dir", tmp])
+        (dist_info,) = os.listdir(tmp)
+        files = {dist_info + "/" + n: open(os.path.join(tmp, dist_info, n), "rb").read()
+                 for n in os.listdir(os.path.join(tmp, dist_info))}
+    files[dist_info + "/THIRD_PARTY_NOTICES"] = open("THIRD_PARTY_NOTICES", "rb").read()
+    return dist_info[len("vxrcomn-"):-len(".dist-info")], files
+
+
+def write_wheel(pyd, version, tag, dist_info):
+    """dist/vxrcomn-VERSION-cp3X-cp3X-win_amd64.whl: the module, its stubs
+    where setup.py installs them, and the dist-info."""
+    files = dict(dist_info)
+    stub = open("vxrcomn.pyi", "rb").read()
+    files.update({os.path.basename(pyd): open(pyd, "rb").read(), "vxrcomn.pyi": stub,
+                  "vxrcomn-stubs/__init__.pyi": stub, "vxrcomn-stubs/py.typed": open("py.typed", "rb").read()})
+    path = wheels.write_wheel(DIST, version, "cp%s-cp%s-win_amd64" % (tag, tag), files)
+    print("  wheel: " + path)
 
 
 def msvc_parse(include):
@@ -117,7 +185,7 @@ def msvc_parse(include):
     # MinGW's C++ and C headers with clang's own in place of GCC's.
     system = [os.path.join(OUT, "posix_only")] + [d for d in dirs if "c++" in d] \
         + [os.path.join(resource, "include")] + [d for d in dirs if "/lib/gcc/" not in d]
-    std = sorted({h for s in SOURCES + glob.glob(os.path.join(ROOT, "src", "**", "*.hpp"), recursive=True)
+    std = sorted({h for s in SOURCES + glob.glob(os.path.join("src", "**", "*.hpp"), recursive=True)
                   for h in re.findall(r"^#include <(\w+)>", open(s).read(), re.M)} - {"Python"})
     # -fgnuc-version and no __int128: MinGW's headers parse as GCC's, and
     # libstdc++ does without the type MSVC lacks.
@@ -138,18 +206,28 @@ def write_posix_stubs():
                     "#include_next <%s>\n" % (name, name))
 
 
-def main(pythons):
+def main(args):
     os.chdir(ROOT)
+    msvc, pythons = "--msvc" in args, [a for a in args if a != "--msvc"]
+    os.makedirs(OUT, exist_ok=True)
+    os.makedirs(DIST, exist_ok=True)
     write_posix_stubs()
+    version, dist_info = metadata()
+    for old in glob.glob(os.path.join(DIST, "vxrcomn-*-win_amd64.whl")):
+        os.remove(old)
     ok = True
     for python in pythons:
         tag, include = interpreter_headers(python)
         print("==== CPython %s.%s for Windows (headers of %s)" % (tag[0], tag[1:], python))
         pyd = build(tag, include)
-        ok = pyd is not None and inspect(pyd, tag) and ok
-        parsed = msvc_parse(include)
-        print("  sources as MSVC sees them: %s" % ("parse clean" if parsed else "FAILED"))
-        ok = ok and parsed
+        built = pyd is not None and inspect(pyd, tag)
+        built = built and notices_cover(os.path.join(OUT, "cp" + tag, "obj", "link.map"), tag)
+        if built:
+            write_wheel(pyd, version, tag, dist_info)
+        parsed = not msvc or msvc_parse(include)
+        if msvc:
+            print("  sources as MSVC sees them: %s" % ("parse clean" if parsed else "FAILED"))
+        ok = ok and built and parsed
     return 0 if ok and pythons else 1
 
 

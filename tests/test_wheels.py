@@ -1,0 +1,83 @@
+"""The wheel checker (tools/wheels.py) on wheels as built and spoilt one way
+each.  It needs the wheels: `make check-wheels` builds them and names their
+folder in VXR_WHEEL_DIR; the Linux wheel is read from build/dist."""
+import glob
+import os
+import sys
+import zipfile
+
+import pytest
+
+from conftest import ROOT
+
+WHEEL_DIR = os.environ.get("VXR_WHEEL_DIR")
+if not WHEEL_DIR:
+    pytest.skip("the wheel checks run in make check-wheels", allow_module_level=True)
+sys.path.insert(0, os.path.join(ROOT, "tools"))
+import wheels  # noqa: E402
+
+W39, W313, LINUX = "cp39-cp39-win_amd64", "cp313-cp313-win_amd64", "cp39-cp39-linux_x86_64"
+PYD39, PYD313 = "vxrcomn.cp39-win_amd64.pyd", "vxrcomn.cp313-win_amd64.pyd"
+SO39 = "vxrcomn.cpython-39-x86_64-linux-gnu.so"
+
+
+def built(tag):
+    """(file name, {entry: bytes}) of the wheel as built."""
+    (path,) = glob.glob(os.path.join(WHEEL_DIR if "win" in tag else os.path.join(ROOT, "build", "dist"),
+                                     "vxrcomn-*-%s.whl" % tag))
+    with zipfile.ZipFile(path) as z:
+        return os.path.basename(path), {name: z.read(name) for name in z.namelist()}
+
+
+def flip(name):
+    def change(e):
+        e[name] = e[name][:1000] + bytes([e[name][1000] ^ 1]) + e[name][1001:]
+    return change
+
+
+def patch(old, new):
+    def change(e):
+        assert old in e[PYD39]
+        e[PYD39] = e[PYD39].replace(old, new, 1)
+    return change
+
+
+def set_wheel_tag(e):
+    (wheel,) = [n for n in e if n.endswith("/WHEEL")]
+    e[wheel] = e[wheel].replace(W39.encode(), b"cp310-cp310-win_amd64")
+
+
+# (wheel, change to its entries, RECORD made anew after it, tag the file name
+# is given, the problem the checker must report; None: none at all)
+CASES = [
+    ("as built", W39, None, False, None, None),
+    ("Linux as built", LINUX, None, False, None, None),
+    ("one byte flipped", W39, flip(PYD39), False, None, "RECORD: %s does not match" % PYD39),
+    ("one byte flipped, Linux", LINUX, flip(SO39), False, None, "RECORD: %s does not match" % SO39),
+    ("a file RECORD does not list", W39, lambda e: e.update({"vxrcomn.py": b""}), False, None,
+     "RECORD does not list vxrcomn.py"),
+    ("the .pyd of CPython 3.13", W39, lambda e: e.update({PYD39: built(W313)[1][PYD313]}), True, None,
+     "imports python313.dll, not python39.dll"),
+    ("file name tag of 3.10", W39, None, False, "cp310-cp310-win_amd64", "Tag: cp310-cp310-win_amd64 alone"),
+    ("file name tag of 3.10, Linux", LINUX, None, False, "cp310-cp310-linux_x86_64",
+     "Tag: cp310-cp310-linux_x86_64 alone"),
+    ("WHEEL tag of 3.10", W39, set_wheel_tag, True, None, "Tag: cp39-cp39-win_amd64 alone"),
+    ("a second C runtime", W39, patch(b"KERNEL32.dll", b"ucrtbase.dll"), True, None,
+     "C runtimes msvcrt ucrt, not msvcrt alone"),
+    ("a build path", W39, patch(b"src/vxr.hpp", b"/tmp/vx.hpp"), True, None, "holds the build path /tmp/vx.hpp"),
+]
+
+
+@pytest.mark.parametrize("wheel, change, rerecord, tag, problem", [c[1:] for c in CASES], ids=[c[0] for c in CASES])
+def test_checker(tmp_path, wheel, change, rerecord, tag, problem):
+    name, entries = built(wheel)
+    if change:
+        change(entries)
+    if rerecord:
+        (dist_info,) = {n.split("/")[0] for n in entries if n.endswith(".dist-info/RECORD")}
+        del entries[dist_info + "/RECORD"]
+        entries[dist_info + "/RECORD"] = wheels.record(entries, dist_info)
+    path = tmp_path / (name.replace(wheel, tag) if tag else name)
+    wheels.write_zip(str(path), entries)
+    problems = wheels.check(str(path))
+    assert problems == [] if problem is None else any(problem in p for p in problems), problems

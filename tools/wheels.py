@@ -1,0 +1,172 @@
+"""The wheels of vxrcomn: written byte for byte the same from the same
+files, and checked as an installer would see them.  Usage: wheels.py
+WHEEL...  checks each wheel, then has pip install it for its own interpreter
+version and refuse it for the others; exits non-zero on any problem."""
+import base64
+import concurrent.futures
+import csv
+import hashlib
+import io
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import zipfile
+
+VERSIONS = ("3.9", "3.10", "3.11", "3.12", "3.13")
+WHEEL_NAME = re.compile(r"vxrcomn-(?P<version>[^-]+)-"
+                        r"(?P<tag>cp3(?P<minor>\d+)-cp3(?P=minor)-(?P<plat>win_amd64|linux_x86_64))\.whl")
+# The file name an interpreter of the tag imports the module from.
+MODULE_NAME = {"win_amd64": "vxrcomn.cp3{minor}-win_amd64.pyd",
+               "linux_x86_64": "vxrcomn.cpython-3{minor}-x86_64-linux-gnu.so"}
+STUBS = ("vxrcomn.pyi", "vxrcomn-stubs/__init__.pyi", "vxrcomn-stubs/py.typed")
+# One C runtime in the process image: the one MinGW-w64's libraries are built
+# for.  A second family beside it would mean two heaps and two stdio states.
+CRT_FAMILIES = {"msvcrt": r"msvcrt\.dll", "ucrt": r"ucrtbase\.dll|api-ms-win-crt-[a-z0-9-]+\.dll|vcruntime\d+\.dll",
+                "msvcrNN": r"msvc[rp]\d+\.dll"}
+CRT = "msvcrt"
+SYSTEM_DLL = re.compile(r"kernel32\.dll", re.I)
+# Build paths the module must not carry (traceback entries show src/...).
+ABSOLUTE = re.compile(rb"/(?:work|tmp|root|home)/")
+OBJDUMP = "x86_64-w64-mingw32-objdump"
+# Debian's pip: the interpreters' own may be missing or older.
+PIP = ["/usr/bin/python3", "-m", "pip"]
+FIXED_TIME = (1980, 1, 1, 0, 0, 0)
+
+
+def digest(data):
+    return "sha256=" + base64.urlsafe_b64encode(hashlib.sha256(data).digest()).rstrip(b"=").decode()
+
+
+def record(entries, dist_info):
+    """RECORD for the entries ({name: bytes}, RECORD itself left out)."""
+    rows = ["%s,%s,%d" % (name, digest(data), len(data)) for name, data in entries.items()]
+    return ("\n".join(rows + ["%s/RECORD,," % dist_info]) + "\n").encode()
+
+
+def write_zip(path, entries):
+    """The entries in the order given, with fixed times and permissions."""
+    with zipfile.ZipFile(path, "w") as z:
+        for name, data in entries.items():
+            info = zipfile.ZipInfo(name, FIXED_TIME)
+            info.create_system, info.external_attr = 3, 0o100644 << 16
+            z.writestr(info, data, zipfile.ZIP_DEFLATED, 9)
+
+
+def write_wheel(folder, version, tag, files):
+    """dist/vxrcomn-VERSION-TAG.whl from files ({name: bytes}, the
+    dist-info's METADATA and licences among them): WHEEL and RECORD added,
+    the package's files first and the dist-info last, each part sorted."""
+    dist_info = "vxrcomn-%s.dist-info" % version
+    entries = dict(sorted(files.items(), key=lambda item: (item[0].startswith(dist_info), item[0])))
+    entries[dist_info + "/WHEEL"] = ("Wheel-Version: 1.0\nGenerator: vxrcomn tools/wheels.py\n"
+                                     "Root-Is-Purelib: false\nTag: %s\n" % tag).encode()
+    entries[dist_info + "/RECORD"] = record(entries, dist_info)
+    path = os.path.join(folder, "vxrcomn-%s-%s.whl" % (version, tag))
+    write_zip(path, entries)
+    return path
+
+
+def pe_facts(data):
+    """(PE32+ DLL?, exported names, imported DLLs) of a Windows module."""
+    with tempfile.NamedTemporaryFile(suffix=".pyd") as f:
+        f.write(data)
+        f.flush()
+        dump = subprocess.run([OBJDUMP, "-p", f.name], stdout=subprocess.PIPE, universal_newlines=True).stdout
+    exports = re.findall(r"^\s*\[\s*\d+\]\s+(\S+)$", dump.split("[Ordinal/Name Pointer] Table")[-1], re.M) \
+        if "[Ordinal/Name Pointer] Table" in dump else []
+    dll = bool(re.search(r"^Magic\s+020b", dump, re.M)
+               and re.search(r"^Characteristics[^\n]*\n(\t[^\n]*\n)*?\tDLL\n", dump, re.M))
+    return dll, exports, re.findall(r"DLL Name: (\S+)", dump)
+
+
+def pyd_problems(data, minor):
+    """What keeps a Windows module from being the one CPython 3.MINOR loads:
+    its format, exports, imports, C runtime and build paths."""
+    dll, exports, imports = pe_facts(data)
+    problems = [] if dll else ["not a PE32+ DLL"]
+    if exports != ["PyInit_vxrcomn"]:
+        problems.append("exports %s, not only PyInit_vxrcomn" % (" ".join(exports) or "nothing"))
+    python = [d for d in imports if re.fullmatch(r"python3\d*\.dll", d, re.I)]
+    if [d.lower() for d in python] != ["python3%s.dll" % minor]:
+        problems.append("imports %s, not python3%s.dll" % (" ".join(python) or "no python DLL", minor))
+    families = {f for d in imports for f, pattern in CRT_FAMILIES.items() if re.fullmatch(pattern, d, re.I)}
+    if families != {CRT}:
+        problems.append("C runtimes %s, not %s alone" % (" ".join(sorted(families)) or "none", CRT))
+    problems += ["imports %s, beyond the interpreter's DLL, KERNEL32.dll and the C runtime" % d for d in imports
+                 if d not in python and not SYSTEM_DLL.fullmatch(d)
+                 and not any(re.fullmatch(p, d, re.I) for p in CRT_FAMILIES.values())]
+    problems += ["holds the build path %s" % m.decode() for m in sorted(set(
+        re.findall(rb"[\w.-]*" + ABSOLUTE.pattern + rb"[\w./-]*", data)))]
+    return problems
+
+
+def check(path):
+    """The problems of one wheel, an empty list when there are none."""
+    m = WHEEL_NAME.fullmatch(os.path.basename(path))
+    if not m:
+        return ["file name is not vxrcomn-VERSION-cp3X-cp3X-{win_amd64,linux_x86_64}.whl"]
+    dist_info = "vxrcomn-%s.dist-info" % m["version"]
+    try:
+        with zipfile.ZipFile(path) as z:
+            entries = {name: z.read(name) for name in z.namelist()}
+    except (OSError, zipfile.BadZipFile) as e:
+        return ["not a readable zip file: %s" % e]
+    rows = csv.reader(io.StringIO(entries.get(dist_info + "/RECORD", b"").decode()))
+    listed = {row[0]: row[1:] for row in rows if row}
+    problems = ["RECORD: %s %s" % (name, "missing" if name not in entries else "does not match")
+                for name, hash_size in listed.items() if name != dist_info + "/RECORD"
+                and (name not in entries or hash_size != [digest(entries[name]), str(len(entries[name]))])]
+    problems += ["RECORD does not list %s" % name for name in entries if name not in listed]
+    module = MODULE_NAME[m["plat"]].format(minor=m["minor"])
+    wanted = (module,) + STUBS + tuple(dist_info + "/" + f for f in ("METADATA", "WHEEL", "LICENSE"))
+    wanted += (dist_info + "/THIRD_PARTY_NOTICES",) if m["plat"] == "win_amd64" else ()
+    problems += ["%s is missing" % name for name in wanted if name not in entries]
+    problems += ["%s is a module of another interpreter" % name for name in entries
+                 if re.fullmatch(r"vxrcomn\..*\.(pyd|so)", name) and name != module]
+    wheel = entries.get(dist_info + "/WHEEL", b"").decode()
+    if re.findall(r"^Tag: (.*)$", wheel, re.M) != [m["tag"]] or "Root-Is-Purelib: false\n" not in wheel:
+        problems.append("WHEEL does not say Root-Is-Purelib: false and Tag: %s alone" % m["tag"])
+    if "\nVersion: %s\n" % m["version"] not in entries.get(dist_info + "/METADATA", b"").decode():
+        problems.append("METADATA does not give version %s" % m["version"])
+    if m["plat"] == "win_amd64" and module in entries:
+        problems += [module + ": " + p for p in pyd_problems(entries[module], m["minor"])]
+    return problems
+
+
+def pip_installs(wheel, version):
+    """Whether pip installs the wheel for a Windows or Linux interpreter of
+    the version (into a folder of its own, never into an interpreter); None
+    when it failed for another reason than refusing the wheel."""
+    plat = WHEEL_NAME.fullmatch(os.path.basename(wheel))["plat"]
+    with tempfile.TemporaryDirectory() as target:
+        p = subprocess.run(PIP + ["install", "-q", "--disable-pip-version-check", "--no-index", "--no-deps",
+                                  "--only-binary=:all:", "--platform", plat, "--python-version", version,
+                                  "--target", target, wheel], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                           universal_newlines=True)
+        if p.returncode == 0:
+            return any(n.startswith("vxrcomn.") for n in os.listdir(target))
+        return False if "is not a supported wheel on this platform" in p.stdout else None
+
+
+def main(paths):
+    ok = bool(paths)
+    jobs = [(w, v) for w in paths if WHEEL_NAME.fullmatch(os.path.basename(w)) for v in VERSIONS]
+    with concurrent.futures.ThreadPoolExecutor(os.cpu_count() or 2) as pool:
+        installs = dict(zip(jobs, pool.map(lambda job: pip_installs(*job), jobs)))
+    for path in paths:
+        m = WHEEL_NAME.fullmatch(os.path.basename(path))
+        problems = check(path)
+        if m:
+            own = "3.%s" % m["minor"]
+            problems += ["pip %s it for CPython %s" % ({True: "installs", False: "refuses", None: "fails on"}[
+                installs[path, v]], v) for v in VERSIONS if installs[path, v] is not (v == own)]
+        print("%s: %s" % (path, "; ".join(problems) if problems else
+                          "RECORD, tags and module agree; pip installs it for CPython %s only" % own))
+        ok = ok and not problems
+    return 0 if ok else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))

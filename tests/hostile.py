@@ -67,21 +67,9 @@ class GrowingDict(dict):
     __getitem__, __contains__, keys, items = map(_grow, (dict.__getitem__, dict.__contains__, dict.keys, dict.items))
 
 
-class ClearingItem(str):
-    """Empties its container when compared, hashed or stripped."""
-    def __new__(cls, text, owner):
-        self = str.__new__(cls, text)
-        self.owner = owner
-        return self
-
-    def _clear(then):
-        return lambda self, *args: self.owner.clear() or then(self, *args)
-    __eq__, __hash__, strip = map(_clear, (str.__eq__, str.__hash__, str.strip))
-
-
 def empty_holders(obj):
     """Empties every list and dict holding obj, the caller's and the module's own, found through gc in
-    the young generations: a row made with reaching() leaves there all that its call makes."""
+    the young generations: where what a call makes stays when reaching() made its arguments."""
     young = gc.get_objects(0) + gc.get_objects(1)
     for o in young:
         if type(o) in (list, dict, collections.OrderedDict) and o is not young and any(
@@ -89,10 +77,12 @@ def empty_holders(obj):
             o.clear()
 
 
-def reaching(make):
-    """A row's arguments made after a collection of the young generations (so that no automatic one
-    moves what the call makes out of them before the emptying)."""
+def reaching(make):  # made after a collection, so that none moves what the call makes out of reach
     return Fresh(lambda: gc.collect(1) and None or make())
+
+
+def emptying(op):  # op on the value, once whatever holds the target is emptied
+    return lambda self, *a: empty_holders(self.target) or op(self.value, *a)
 
 
 class Emptying:
@@ -102,11 +92,14 @@ class Emptying:
 
     def __init__(self, value, target=None):
         self.value, self.target = value, self if target is None else target
-
-    def _then(op):
-        return lambda self, *a: empty_holders(self.target) or op(self.value, *a)
-    __eq__, __hash__, __int__, __iter__ = map(_then, (operator.eq, hash, int, iter))
+    __eq__, __hash__, __int__, __iter__ = map(emptying, (operator.eq, hash, int, iter))
     __repr__ = lambda self: "Emptying(%r)" % (self.value,)  # noqa: E731
+
+
+class ClearingItem(str):
+    """Empties whatever holds it when compared, hashed or stripped."""
+    target, value = property(lambda self: self), property(str.__str__)
+    __eq__, __hash__, strip = map(emptying, (str.__eq__, str.__hash__, str.strip))
 
 
 class Once:
@@ -120,16 +113,6 @@ class Once:
 
 def growing_dict():
     return GrowingDict(a={"type": "int", "defval": 0, "value": 1}, semi={"type": "x", "defval": ""})
-
-
-def clearing_list():
-    items = []
-    return items.extend([ClearingItem("1", items), ClearingItem(":", items), "2", "3", "4"]) or items
-
-
-def clearing_dict():  # a format dictionary whose first key empties it during a look-up
-    d = {}
-    return d.update({ClearingItem("a", d): {"type": "int", "defval": 0, "value": 1}, "b": {"type": "float"}}) or d
 
 
 def raising_progress(text):
@@ -175,7 +158,9 @@ VALUES = [
     "\U0001f600, 1", "\u4e2d, '\u6587 \U0010ffff'", type("StrSubclass", (str,), {})("7, 8"), OddStr("7, 8"), LiarStr(", 7"),
     UnhashableStr("a"), [], ["1"], [1, None], [LiarStr("x")], (), ("a", "b"), {},
     {"a": {"type": "int", "defval": 0}}, {LiarStr("a"): LiarStr("int")}, collections.OrderedDict(),
-    RaisingMapping(), RaisingIterable(), Fresh(growing_dict), Fresh(clearing_list), Fresh(clearing_dict),
+    RaisingMapping(), RaisingIterable(), Fresh(growing_dict),
+    reaching(lambda: [ClearingItem("1"), ClearingItem(":"), "2", "3", "4"]),
+    reaching(lambda: {ClearingItem("a"): {"type": "int", "defval": 0, "value": 1}, "b": {"type": "float"}}),
     object(), raising_progress, print, rebinding_progress, swapping_progress, clearing_progress,
     reentrant_progress, recursive_progress,
 ]

@@ -21,7 +21,7 @@ import pytest
 
 import hostile
 import vxrcomn
-from calls import ANY, CALLS, DEL, E, Fresh, P, Tap
+from calls import ANY, CALLS, DEL, E, Fresh, P, Tap, plain
 from leakcheck import leaks
 
 # The generic paths: the standard modules replaced by look-alikes and the
@@ -115,20 +115,18 @@ def check(name, r, generic):
         assert len(descriptors()) == len(before), (where, "a file left open")
 
 
-def in_a_generator(call):
-    """call() inside a generator resumed while its caller handles an exception: what the module
-    handles inside must not stay in the generator's own exception state."""
+def in_a_generator(call):  # resumed while its caller handles an exception, it must find its own state after
     def body():
         call()
         yield
         yield sys.exc_info()[0]
-    g, before = body(), descriptors()
+    g, before = body(), len(descriptors())
     try:
-        raise LookupError("the caller's")
+        raise LookupError
     except LookupError:
         next(g)
     assert next(g) is None
-    if len(descriptors()) != len(before):  # a file that the outcome's traceback holds, closed once it goes
+    if len(descriptors()) != before:  # a file the outcome's traceback holds, closed once that goes
         gc.collect()
 
 
@@ -138,12 +136,6 @@ def test_calls(name, workspace):
         for r in CALLS[name]:
             check(name, r, generic)
             in_a_generator(lambda: run(name, r, generic))
-
-
-def plain(name, reporting=False):
-    """Rows without replaced globals, keywords or fresh arguments; or only those reporting."""
-    return [r for r in CALLS[name] if not (r.glob or r.kw or isinstance(r.args, Fresh))
-            and (not reporting or r.msgs or isinstance(r.expected, E))]
 
 
 REPORTING = {name: next(r for r in plain(name, True) if r.msgs and P in r.args) for name in NAMES

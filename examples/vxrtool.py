@@ -12,7 +12,6 @@ character its encoding cannot hold escaped (\\x88, \\u0141)."""
 import codecs
 import contextlib
 import glob
-import importlib.util
 import io
 import os
 import re
@@ -32,8 +31,6 @@ def not_importable():
     built = sorted(glob.glob(os.path.join(ROOT, "vxrcomn.*.so")) + glob.glob(os.path.join(ROOT, "vxrcomn.*.pyd")))
     this = "CPython %d.%d (%s)" % (sys.version_info[0], sys.version_info[1], sys.executable)
     build = "make build PYTHON=%s" % sys.executable
-    if importlib.util.find_spec("setuptools") is None:
-        build += " (with setuptools importable: see docs/development.md)"
     if not built:
         return "vxrcomn is not built in %s: run `make build` there, or `%s` for %s." % (ROOT, build, this)
     tags = [re.search(r"\.(?:cpython-|cp)(\d)(\d+)", os.path.basename(name)) for name in built]

@@ -5,6 +5,7 @@ files hold after).  P: the recording progress callable.
 expected: a value (compared by repr), a pattern, or E(type, text, ctx) where
 text "" takes any text and "~..." a part."""
 import collections
+import itertools
 import math
 import os
 import re
@@ -99,10 +100,8 @@ def format_read_after_the_items():
     return ([item], item.frmt)
 
 
-class Pairs:  # only keys() and items(), as the listing needs
-    def __init__(self, *pairs):
-        self.pairs = pairs
-    keys, items = (lambda self: iter([k for k, *_ in self.pairs])), (lambda self: self.pairs)
+Pairs = type("Pairs", (), {"__init__": lambda self, *pairs: setattr(self, "pairs", pairs),   # only keys() and items()
+                            "keys": lambda self: iter([k for k, *_ in self.pairs]), "items": lambda self: self.pairs})
 
 def emptied_before_read():  # the type test empties the module's own dict of texts before the text is read
     item, value = Item("N=x"), Emptying("7")
@@ -110,9 +109,8 @@ def emptied_before_read():  # the type test empties the module's own dict of tex
     return ([item], {"N": {"defval": 0, "type": Emptying("int", value)}})
 
 
-class EmptyingKeys:  # its keys are new each time, held by the key list only, which reading one empties
-    keys = lambda self: [S("a"), S("b")]  # noqa: E731
-    __getitem__ = lambda self, key: empty_holders(key) or {"type": "int"}  # noqa: E731
+EmptyingKeys = type("EmptyingKeys", (), {  # its keys new each time, held by the key list, which reading one empties
+    "keys": lambda self: [S("a"), S("b")], "__getitem__": lambda self, key: empty_holders(key) or {"type": "int"}})
 
 
 def swap_once():  # binds usable other globals at the first message (read after it)
@@ -264,6 +262,7 @@ class Fancy(str):
 
 
 Name = type("Name", (str,), {"__hash__": str.__hash__, "__eq__": lambda self, other: str.__eq__(self, other)})
+NOT_SEMI = type("NotSemi", (str,), {"__hash__": str.__hash__, "__eq__": lambda self, other: other is self})("semi")
 
 
 def dc_bus(texts, finding, position=None):
@@ -287,8 +286,7 @@ def qtable(kept):
     return (False, OD([("id", "'Q1'")] + list(zip(Q_NAMES[2:], values))))
 
 
-def clearing_descriptors():
-    """A format whose descriptors empty the text list when read."""
+def clearing_descriptors():  # a format whose descriptors empty the text list when read
     values, d = ["1", "2"], Meddling(type="int")
     d.meddle = values.clear
     return ("g", 1, values, ["a", "b"], OD(a=d, b=d), P)
@@ -299,14 +297,10 @@ def appending_texts():
     return ("bus", 1, texts, {"a": {"type": "int"}, "b": {"type": "int"}, "c": {"type": "int"}}, Tap(texts.append))
 
 
-class Renaming:
-    """A format that is no dict: its keys() names its last key after the number of the call."""
-    calls = 0
+class Renaming:  # a format that is no dict: its keys() names its last key after the number of the call
+    __init__ = lambda self: setattr(self, "calls", itertools.count(1))  # noqa: E731
+    keys = lambda self: ["a", "b", "c", "k%d" % next(self.calls)]  # noqa: E731
     __getitem__ = lambda self, key: FB.get(key, {"type": "int"})  # noqa: E731
-
-    def keys(self):
-        self.calls += 1
-        return ["a", "b", "c", "k%d" % self.calls]
 
 
 def shrinking():  # a format dict whose first descriptor, once read, drops the second item
@@ -376,6 +370,8 @@ EPC = {
         row(("g", 1, [], [], F, P), E(ValueError, "too many values to unpack (expected 2)"),
             glob={"_epc_assign_data_values_common": lambda *args: (1, 2, 3)}),
         row(("g", 1, [], [], {"a": {}}, P), E(KeyError, "'type'")),
+        row(("g", 1, ["5"], [""], {"": {"type": "int"}}, P), (False, OD([("", 5)]))),   # hash("") is 0
+        row(("g", 1, ["5"], [NOT_SEMI], {NOT_SEMI: {"type": "int"}}, P), (False, OD(semi=5))),  # equal to no "semi"
         row(reaching(lambda: ("g", 1, [Emptying("5"), "6"], ["a", "b"], FB, P)), (False, OD(a=5, b=0.0, c="' '"))),
     ],
     "_epc_check_frmt_dc_bus_rec": [
@@ -439,16 +435,10 @@ EPC = {
 # ---------------------------------------------------------------------------
 
 
-class Formats:
-    """Formats as "x", which the float test refuses; raises at format call `fail`."""
+class Formats:  # formats as "x", which the float test refuses; raises LookupError at format call `fail`
     def __init__(self, fail=0):
-        self.calls, self.fail = 0, fail
-
-    def __format__(self, spec):
-        self.calls += 1
-        if self.calls == self.fail:
-            raise LookupError
-        return "x"
+        self.calls, self.fail = itertools.count(1), fail
+    __format__ = lambda self, spec: "x" if next(self.calls) != self.fail else raiser(LookupError)()  # noqa: E731
 
 
 
@@ -456,9 +446,7 @@ Shown = type("Shown", (str,), {"__str__": lambda self: "Z"})
 TwiceKeyed = type("TwiceKeyed", (), {"keys": lambda self: ["IS", "IS"], "__getitem__": lambda self, key: 1})
 
 
-class Declared(dict):
-    def __getitem__(self, key):
-        raise LookupError(key)
+Declared = type("Declared", (dict,), {"__getitem__": lambda self, key: raiser(LookupError, key)()})
 
 
 def wrap_rows(wrap, instr, wrapped, unwrapped):

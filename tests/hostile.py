@@ -102,17 +102,11 @@ class ClearingItem(str):
     __eq__, __hash__, strip = map(emptying, (str.__eq__, str.__hash__, str.strip))
 
 
-class Once:
-    """Equal to `text` (hashed as it) once only: each look-up of it answers for itself."""
+class Once:  # equal to `text` (hashed as it) once only: each look-up of it answers for itself
     def __init__(self, text):
-        self.text, self.asked = text, 0
-    __hash__ = lambda self: hash(self.text)  # noqa: E731
-    __eq__ = lambda self, other: (setattr(self, "asked", self.asked + 1), self.asked == 1 and other == self.text)[1]
-    __repr__ = lambda self: repr(self.text)  # noqa: E731
-
-
-def growing_dict():
-    return GrowingDict(a={"type": "int", "defval": 0, "value": 1}, semi={"type": "x", "defval": ""})
+        self.text, self.answers = text, iter([True])
+    __hash__, __repr__ = (lambda self: hash(self.text)), (lambda self: repr(self.text))
+    __eq__ = lambda self, other: next(self.answers, False) and other == self.text  # noqa: E731
 
 
 def raising_progress(text):
@@ -158,7 +152,8 @@ VALUES = [
     "\U0001f600, 1", "\u4e2d, '\u6587 \U0010ffff'", type("StrSubclass", (str,), {})("7, 8"), OddStr("7, 8"), LiarStr(", 7"),
     UnhashableStr("a"), [], ["1"], [1, None], [LiarStr("x")], (), ("a", "b"), {},
     {"a": {"type": "int", "defval": 0}}, {LiarStr("a"): LiarStr("int")}, collections.OrderedDict(),
-    RaisingMapping(), RaisingIterable(), Fresh(growing_dict),
+    RaisingMapping(), RaisingIterable(),
+    Fresh(lambda: GrowingDict(a={"type": "int", "defval": 0, "value": 1}, semi={"type": "x", "defval": ""})),
     reaching(lambda: [ClearingItem("1"), ClearingItem(":"), "2", "3", "4"]),
     reaching(lambda: {ClearingItem("a"): {"type": "int", "defval": 0, "value": 1}, "b": {"type": "float"}}),
     object(), raising_progress, print, rebinding_progress, swapping_progress, clearing_progress,

@@ -29,22 +29,16 @@ def built(tag):
         return os.path.basename(path), {name: z.read(name) for name in z.namelist()}
 
 
-def flip(name):
+def flip(name):  # one bit of the entry's byte 1000
+    return lambda e: e.update({name: e[name][:1000] + bytes([e[name][1000] ^ 1]) + e[name][1001:]})
+
+
+def patch(name, old, new):  # the entry `name` (or the one ending in /name) with its first `old` made `new`
     def change(e):
-        e[name] = e[name][:1000] + bytes([e[name][1000] ^ 1]) + e[name][1001:]
+        (key,) = [n for n in e if n == name or n.endswith("/" + name)]
+        assert old in e[key]
+        e[key] = e[key].replace(old, new, 1)
     return change
-
-
-def patch(old, new):
-    def change(e):
-        assert old in e[PYD39]
-        e[PYD39] = e[PYD39].replace(old, new, 1)
-    return change
-
-
-def set_wheel_tag(e):
-    (wheel,) = [n for n in e if n.endswith("/WHEEL")]
-    e[wheel] = e[wheel].replace(W39.encode(), b"cp310-cp310-win_amd64")
 
 
 # (wheel, change to its entries, RECORD made anew after it, tag the file name
@@ -61,10 +55,11 @@ CASES = [
     ("file name tag of 3.10", W39, None, False, "cp310-cp310-win_amd64", "Tag: cp310-cp310-win_amd64 alone"),
     ("file name tag of 3.10, Linux", LINUX, None, False, "cp310-cp310-linux_x86_64",
      "Tag: cp310-cp310-linux_x86_64 alone"),
-    ("WHEEL tag of 3.10", W39, set_wheel_tag, True, None, "Tag: cp39-cp39-win_amd64 alone"),
-    ("a second C runtime", W39, patch(b"KERNEL32.dll", b"ucrtbase.dll"), True, None,
+    ("WHEEL tag of 3.10", W39, patch("WHEEL", W39.encode(), b"cp310-cp310-win_amd64"), True, None,
+     "Tag: cp39-cp39-win_amd64 alone"),
+    ("a second C runtime", W39, patch(PYD39, b"KERNEL32.dll", b"ucrtbase.dll"), True, None,
      "C runtimes msvcrt ucrt, not msvcrt alone"),
-    ("a build path", W39, patch(b"src/vxr.hpp", b"/tmp/vx.hpp"), True, None, "holds the build path /tmp/vx.hpp"),
+    ("a build path", W39, patch(PYD39, b"src/vxr.hpp", b"/tmp/vx.hpp"), True, None, "holds the build path /tmp/vx.hpp"),
 ]
 
 

@@ -668,7 +668,7 @@ OTHER = {
         row((Declared(workdir="file/sub"), {}), E(LookupError, "workdir", OSError)),
         row(({"workdir": "x"}, {"workdir": "new"}), A(workdir="x"), glob={"os": FAILING_MAKEDIRS}),  # os: the global
         row(Fresh(declarations_read_once), A(a=5, workdir="fallback")),
-        row(({"a": 1},), E(TypeError, "~missing required argument 'kwds' (pos 2)")), row(({"a": 1},), A(a=1), kw={"kwds": {}}),
+        row(({"a": 1},), E(TypeError, "~missing required argument 'kwds' (pos 2)")), row(({"a": 1},), A(a=5), kw={"kwds": {"a": 5}}),
     ],
     "_check_kora_version": [
         version("33.0", 33), version(float("nan"), E(ValueError, "cannot convert float NaN to integer")),

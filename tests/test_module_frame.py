@@ -110,8 +110,6 @@ def test_a_second_interpreter_and_a_module_made_where_the_first_was_are_refused(
         _testcapi.run_in_subinterp("try:\\n import vxrcomn\\n r = 'imported'\\nexcept ImportError as e:\\n r = str(e)"
                                    "\\nopen(%r, 'w').write(r)" % path)
         print(open(path).read()); os.remove(path)
-        names = list(vxrcomn.__dict__)
-        print(_imp.exec_dynamic(vxrcomn), list(vxrcomn.__dict__) == names)   # the same module again: nothing done
         spec, first = vxrcomn.__spec__, id(vxrcomn)
         del sys.modules["vxrcomn"], vxrcomn
         gc.collect()
@@ -125,8 +123,7 @@ def test_a_second_interpreter_and_a_module_made_where_the_first_was_are_refused(
         except RuntimeError as e:
             print(e)
     """)
-    assert out[:2] == ["Interpreter change detected - this module can only be loaded into one interpreter per "
-                       "process.", "0 True"]
-    if out[2] == "False":
+    assert out[0] == "Interpreter change detected - this module can only be loaded into one interpreter per process."
+    if out[1] == "False":
         pytest.skip("no new module was made where the first one was")
-    assert out[3] == "Module 'vxrcomn' has already been imported. Re-initialisation is not supported."
+    assert out[2] == "Module 'vxrcomn' has already been imported. Re-initialisation is not supported."

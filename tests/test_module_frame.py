@@ -117,7 +117,7 @@ def test_a_second_interpreter_and_a_module_made_where_the_first_was_are_refused(
         while id(made[-1]) != first and len(made) < 100000:   # each kept, so that the next one is made elsewhere
             made.append(types.ModuleType("m"))
         made.pop()   # the first module's place is free again: the next module object takes it
-        module = _imp.create_dynamic(spec)   # made from the spec alone, outside the import system
+        module = _imp.create_dynamic(types.SimpleNamespace(name=spec.name, origin=spec.origin))   # a bare spec
         try:
             print(module.__file__ == spec.origin, id(module) == first) or _imp.exec_dynamic(module)
         except RuntimeError as e:

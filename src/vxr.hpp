@@ -374,7 +374,19 @@ inline Ref getattr(PyObject* obj, PyObject* name, Loc where = VXR_CALLER) {
     return check(PyObject_GetAttr(obj, name), where);
 }
 
+// obj[key].  An exact dict is read directly: one look-up, and the KeyError
+// the dict itself raises (its key packed in a tuple, so that a tuple key
+// stays one argument).
 inline Ref getitem(PyObject* obj, PyObject* key, Loc where = VXR_CALLER) {
+    if (PyDict_CheckExact(obj)) {
+        PyObject* value = PyDict_GetItemWithError(obj, key);
+        if (value != nullptr) return Ref::new_ref(value);
+        if (!PyErr_Occurred()) {
+            Ref args = check(PyTuple_Pack(1, key), where);
+            PyErr_SetObject(PyExc_KeyError, args.get());
+        }
+        fail(where);
+    }
     return check(PyObject_GetItem(obj, key), where);
 }
 

@@ -166,19 +166,9 @@ bool GivenTexts::find(PyObject* nam, Ref& value) {
         materialize();
     }
     // A mapping that can hold keys of the caller's: `in` and `[]` are two
-    // look-ups, since an odd key's __eq__ may answer each differently.  An
-    // exact dict's own two are made directly; [] of a key gone in between
-    // raises through the interpreter, for the dict's own KeyError.
-    PyObject* given = mapping_.get();
-    if (PyDict_CheckExact(given)) {
-        if (!check_status(PyDict_Contains(given, nam))) return false;
-        value = Ref::new_ref(PyDict_GetItemWithError(given, nam));
-        if (value) return true;
-        if (PyErr_Occurred()) fail();
-    } else if (!check_status(PySequence_Contains(given, nam))) {
-        return false;
-    }
-    value = getitem(given, nam);
+    // look-ups, since an odd key's __eq__ may answer each differently.
+    if (!check_status(PySequence_Contains(mapping_.get(), nam))) return false;
+    value = getitem(mapping_.get(), nam);
     return true;
 }
 

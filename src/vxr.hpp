@@ -548,9 +548,9 @@ public:
     // at each step, as the list's iterator does.
     bool next(Ref& key, Ref& value) {
         if (!list_) {
-            if (next_ >= pairs_.size()) return false;
-            key = Ref::new_ref(pairs_[next_].first.get());
-            value = Ref::new_ref(pairs_[next_].second.get());
+            if (next_ >= pairs_.size()) return false;  // each pair is handed out once
+            key = std::move(pairs_[next_].first);
+            value = std::move(pairs_[next_].second);
             ++next_;
             return true;
         }

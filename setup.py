@@ -18,7 +18,9 @@ class BuildExt(build_ext):
         if self.compiler.compiler_type == "msvc":
             flags = ["/std:c++17", "/EHsc", "/W3", "/utf-8"] + (["/WX"] if strict else [])
         else:
-            flags = ["-std=c++17", "-Wall", "-Wextra", "-fvisibility=hidden"]
+            # Without sized deallocation the module asks nothing of
+            # libstdc++ newer than its oldest manylinux versions offer.
+            flags = ["-std=c++17", "-Wall", "-Wextra", "-fvisibility=hidden", "-fno-sized-deallocation"]
             flags += ["-Werror"] if strict else []
             flags += os.environ.get("VXR_EXTRA_CFLAGS", "").split()
             # The interpreter's C-only warning flags make g++ complain.

@@ -121,6 +121,11 @@ private:
 
 void add_traceback(const char* qualname, Loc where) noexcept;
 
+// For a C++ exception other than PyErrorSet, caught by `catch (...)`: the
+// only ones the module can meet are the standard library's allocation
+// failures (bad_alloc, or length_error for a size past what it can hold).
+inline void set_memory_error() noexcept { PyErr_NoMemory(); }
+
 // Runs the body of a module function: every C++ exception is mapped back to
 // a set Python error, and the entry "vxrcomn.<name>" is added to the
 // traceback of whatever leaves the function.
@@ -133,11 +138,8 @@ PyObject* guard(const char* qualname, Body&& body) noexcept {
         add_traceback(qualname, Loc{__FILE__, __LINE__});
     } catch (const PyErrorSet& e) {
         add_traceback(qualname, e.where);
-    } catch (const std::bad_alloc&) {
-        PyErr_NoMemory();
-        add_traceback(qualname, Loc{__FILE__, __LINE__});
     } catch (...) {
-        PyErr_SetString(PyExc_SystemError, "unexpected C++ exception in vxrcomn");
+        set_memory_error();
         add_traceback(qualname, Loc{__FILE__, __LINE__});
     }
     return nullptr;

@@ -101,8 +101,10 @@ PyObject* shlex_split(State& st, PyObject* line) noexcept {
         Ref split = vxr::getattr(shlex.get(), st.n.split);
         return vxr::call1(split.get(), line).release();
     } catch (const vxr::PyErrorSet&) {
-        return nullptr;
+    } catch (...) {
+        vxr::set_memory_error();
     }
+    return nullptr;
 }
 
 Ref get_values_from_data_line_text_pslf(State& st, PyObject* const* a) {

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <string>
 
 #define VXR_FUNCTION(position, name) extern PyMethodDef vxr_def_##name;
 #include "functions.def"
@@ -77,8 +76,8 @@ PyObject* create(PyObject* spec, PyModuleDef*) noexcept {
         copy_spec_attr(spec, dict, "submodule_search_locations", "__path__", false);
         return module.release();
     } catch (const PyErrorSet&) {
-    } catch (const std::bad_alloc&) {
-        PyErr_NoMemory();
+    } catch (...) {
+        set_memory_error();
     }
     return nullptr;
 }
@@ -212,12 +211,12 @@ Ref current_directory(State& st) {
 // kept for the rest of the process (and not freed at exit): a function
 // object, which reads it, can outlive the module and static destructors.
 const char* signature_with_default(const char* head, PyObject* value, const char* tail) {
-    Ref r = check(PyObject_Repr(value), VXR_HERE);
-    const char* text = PyUnicode_AsUTF8(r.get());
+    Ref whole = check(PyUnicode_FromFormat("%s%R%s", head, value, tail), VXR_HERE);
+    Py_ssize_t size;
+    const char* text = PyUnicode_AsUTF8AndSize(whole.get(), &size);
     if (text == nullptr) fail(VXR_HERE);
-    std::string whole = std::string(head) + text + tail;
-    char* kept = new char[whole.size() + 1];
-    std::memcpy(kept, whole.c_str(), whole.size() + 1);
+    char* kept = new char[static_cast<size_t>(size) + 1];
+    std::memcpy(kept, text, static_cast<size_t>(size) + 1);
     return kept;
 }
 
@@ -330,9 +329,8 @@ int exec(PyObject* module) noexcept {
         return 0;
     } catch (const PyErrorSet& e) {
         where = e.where;
-    } catch (const std::bad_alloc&) {
-        PyErr_NoMemory();
     } catch (...) {
+        set_memory_error();
     }
     if (PyErr_Occurred()) {
         add_traceback("init vxrcomn", where);

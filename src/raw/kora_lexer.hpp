@@ -47,9 +47,9 @@ public:
         }
         try {
             more_.push_back(item);
-        } catch (const std::bad_alloc&) {
+        } catch (...) {
             Py_DECREF(item);
-            PyErr_NoMemory();
+            vxr::set_memory_error();
             return false;
         }
         ++count_;

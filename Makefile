@@ -35,7 +35,7 @@ VALGRIND := valgrind --tool=memcheck --leak-check=full --show-leak-kinds=definit
 # sanitizers.
 FUZZ_MINUTES ?= 10
 
-.PHONY: build test demo deps builddeps windeps test-all wheel wheel-windows bench check check-asan check-leaks check-valgrind check-windows check-wheels check-wine asan-build fuzz clean
+.PHONY: build test demo deps debian-root builddeps windeps test-all wheel wheel-windows bench check check-asan check-leaks check-valgrind check-windows check-wheels check-wine asan-build fuzz clean
 
 # An interpreter without setuptools of its own (pyenv's 3.12 and 3.13) builds
 # with Debian's, as test-all does.
@@ -70,34 +70,62 @@ builddeps:
 	  $(SUDO) apt-get update -qq && \
 	  $(SUDO) apt-get install -y -qq python3-setuptools python3-wheel >/dev/null; }
 
-# Every CPython from 3.9 to 3.13 found (pyenv's, else python3.X on PATH):
-# each builds into build/pyX.Y and runs the whole suite on that build.
+# Every CPython from 3.9 to 3.15: 3.9 to 3.13 on this host (pyenv's, else
+# python3.X on PATH), 3.14 and 3.15 from a Debian unstable root that
+# tools/debian_unstable.sh makes once (debootstrap from the mirror of the
+# host's apt sources, about a minute) and keeps in DEBIAN_ROOT.  Each builds
+# into build/pyX.Y and runs the whole suite on that build (tools/suite.sh).
 PYVERSIONS := 3.9 3.10 3.11 3.12 3.13
+DEBIAN_PYVERSIONS := 3.14 3.15
+ALL_PYVERSIONS := $(PYVERSIONS) $(DEBIAN_PYVERSIONS)
+DEBIAN_ROOT ?= $(HOME)/.cache/vxrcomn/debian-unstable
+IN_DEBIAN := $(SUDO) $(CURDIR)/tools/debian_unstable.sh $(DEBIAN_ROOT) run
 python_for = $(firstword $(wildcard $(HOME)/.pyenv/versions/$(1).*/bin/python3) $(shell command -v python$(1)))
 INTERPRETERS := $(strip $(foreach v,$(PYVERSIONS),$(call python_for,$(v))))
 
-test-all: deps builddeps
-	@test -n "$(INTERPRETERS)" || { echo "no CPython 3.9 to 3.13 found"; exit 1; }
-	@status=0; summary=""; \
-	for py in $(INTERPRETERS); do \
-	  v=$$($$py -c 'import sys; print("%d.%d" % sys.version_info[:2])'); out=$(CURDIR)/build/py$$v; \
-	  echo "==== CPython $$v ($$py)"; \
-	  if $$py -c "import setuptools" 2>/dev/null; then pp=; else pp=$(TESTDEPS); fi; \
-	  if ! PYTHONPATH=$$pp VXR_WERROR=1 $$py setup.py -q build_ext --build-lib $$out --build-temp $$out/tmp; then \
-	    summary="$$summary\n  $$v: build failed"; status=1; continue; fi; \
-	  { VXR_MODULE_DIR=$$out PYTHONPATH=$(CURDIR)/standin:$(TESTDEPS) $$py -m pytest -q -W "ignore::DeprecationWarning:_pytest.assertion.rewrite" tests; echo $$? >$$out/rc; } \
-	    | tee $$out/pytest.txt; \
-	  [ "$$(cat $$out/rc)" = 0 ] || status=1; \
-	  summary="$$summary\n  $$v: $$(tail -n 1 $$out/pytest.txt)"; \
-	done; \
-	printf "\n==== test-all$$summary\n"; exit $$status
+debian-root:
+	$(SUDO) tools/debian_unstable.sh $(DEBIAN_ROOT) ensure
 
-# A wheel for $(PYTHON), built without network access, into build/dist.
-wheel: builddeps
-	PYTHONPATH=$(TESTDEPS) VXR_WERROR=1 $(PYTHON) -m pip wheel --no-build-isolation --no-deps -w build/dist .
-	@$(PYTHON) -c "import glob, sys, zipfile; \
-	  w = glob.glob('build/dist/vxrcomn-*-cp%d%d-*.whl' % sys.version_info[:2])[0]; \
-	  print(w); print('\n'.join('  ' + n for n in zipfile.ZipFile(w).namelist()))"
+# The suites run TEST_JOBS at a time (one per core), each one's output shown
+# whole when it ends, then one line per interpreter.
+TEST_JOBS ?= $(shell nproc 2>/dev/null || echo 1)
+SUITES := $(addprefix suite-,$(ALL_PYVERSIONS))
+.PHONY: $(SUITES)
+
+test-all: deps builddeps debian-root
+	@$(MAKE) --no-print-directory -k -j$(TEST_JOBS) --output-sync=target $(SUITES); status=$$?; \
+	echo "==== test-all"; \
+	for v in $(ALL_PYVERSIONS); do echo "  $$v: $$(tail -n 1 build/py$$v/pytest.txt 2>/dev/null)"; done; \
+	exit $$status
+
+$(addprefix suite-,$(PYVERSIONS)): suite-%:
+	@echo "==== CPython $*"; py="$(call python_for,$*)"; \
+	if [ -z "$$py" ]; then mkdir -p build/py$*; echo "not found" | tee build/py$*/pytest.txt; exit 1; fi; \
+	tools/suite.sh $$py build/py$*
+
+$(addprefix suite-,$(DEBIAN_PYVERSIONS)): suite-%:
+	@echo "==== CPython $* (Debian unstable)"; $(IN_DEBIAN) tools/suite.sh python$* build/py$*
+
+# Linux wheels into dist/, beside the Windows ones and the source
+# distribution: one for each CPython from 3.9 to 3.15, or for PYTHON alone
+# when it is given (`make wheel PYTHON=/path/to/python3.x`).  pip builds each
+# without network access (Debian's setuptools where the interpreter has none)
+# into build/wheelhouse; then Debian unstable's auditwheel gives it the
+# lowest manylinux tag that its binary meets, with symbols stripped.  Nothing
+# is grafted: the module links only the C and C++ runtimes.
+WHEELHOUSE := build/wheelhouse
+WHEEL_HOST_PYTHONS = $(if $(filter command line,$(origin PYTHON)),$(PYTHON),$(foreach v,$(PYVERSIONS),$(call python_for,$(v))))
+WHEEL_DEBIAN_VERSIONS = $(if $(filter command line,$(origin PYTHON)),,$(DEBIAN_PYVERSIONS))
+PIP_WHEEL := -m pip wheel -q --no-build-isolation --no-deps -w $(WHEELHOUSE) .
+
+wheel: builddeps debian-root
+	rm -rf $(WHEELHOUSE) && mkdir -p dist && rm -f dist/vxrcomn-*-linux_x86_64.whl $(if $(WHEEL_DEBIAN_VERSIONS),dist/vxrcomn-*manylinux*.whl)
+	@for py in $(WHEEL_HOST_PYTHONS); do echo "$$py $(PIP_WHEEL)"; \
+	  PYTHONPATH=$(TESTDEPS) VXR_WERROR=1 $$py $(PIP_WHEEL) || exit 1; done
+	@for v in $(WHEEL_DEBIAN_VERSIONS); do echo "python$$v $(PIP_WHEEL)"; \
+	  $(IN_DEBIAN) VXR_WERROR=1 python$$v $(PIP_WHEEL) || exit 1; done
+	$(IN_DEBIAN) 'for w in $(WHEELHOUSE)/*.whl; do auditwheel repair --strip -w dist "$$w" 2>&1 | grep -v "^INFO:\|^$$" ; done'
+	@ls -1 dist/vxrcomn-*manylinux*.whl
 
 # The whole suite under the sanitizers, the leak sweep at full strength, a
 # memcheck pass, the Windows build and the wheels; each fails on any report

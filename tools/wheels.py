@@ -1,7 +1,10 @@
 """The wheels of vxrcomn: written byte for byte the same from the same
 files, and checked as an installer would see them.  Usage: wheels.py
-WHEEL...  checks each wheel, then has pip install it for its own interpreter
-version and refuse it for the others; exits non-zero on any problem."""
+[--auditwheel COMMAND] WHEEL...  checks each wheel, then has pip install it
+for its own interpreter version and refuse it for the others; a Linux wheel's
+manylinux tag must be the one `auditwheel show` finds for it (COMMAND runs
+auditwheel, which may live in another root).  Exits non-zero on any
+problem."""
 import base64
 import concurrent.futures
 import csv
@@ -14,12 +17,16 @@ import sys
 import tempfile
 import zipfile
 
-VERSIONS = ("3.9", "3.10", "3.11", "3.12", "3.13")
-WHEEL_NAME = re.compile(r"vxrcomn-(?P<version>[^-]+)-"
-                        r"(?P<tag>cp3(?P<minor>\d+)-cp3(?P=minor)-(?P<plat>win_amd64|linux_x86_64))\.whl")
+VERSIONS = ("3.9", "3.10", "3.11", "3.12", "3.13", "3.14", "3.15")
+# A Linux wheel names its manylinux tags, dotted when there are several
+# (manylinux2014_x86_64.manylinux_2_17_x86_64); linux_x86_64 is a tag no
+# package index takes.
+MANYLINUX = r"manylinux(?:_\d+_\d+|1|2010|2014)_x86_64"
+WHEEL_NAME = re.compile(r"vxrcomn-(?P<version>[^-]+)-(?P<tag>cp3(?P<minor>\d+)-cp3(?P=minor)-"
+                        r"(?P<plat>win_amd64|%s(?:\.%s)*))\.whl" % (MANYLINUX, MANYLINUX))
 # The file name an interpreter of the tag imports the module from.
 MODULE_NAME = {"win_amd64": "vxrcomn.cp3{minor}-win_amd64.pyd",
-               "linux_x86_64": "vxrcomn.cpython-3{minor}-x86_64-linux-gnu.so"}
+               "manylinux": "vxrcomn.cpython-3{minor}-x86_64-linux-gnu.so"}
 STUBS = ("vxrcomn.pyi", "vxrcomn-stubs/__init__.pyi", "vxrcomn-stubs/py.typed")
 # One C runtime in the process image: the one MinGW-w64's libraries are built
 # for.  A second family beside it would mean two heaps and two stdio states.
@@ -106,7 +113,7 @@ def check(path):
     """The problems of one wheel, an empty list when there are none."""
     m = WHEEL_NAME.fullmatch(os.path.basename(path))
     if not m:
-        return ["file name is not vxrcomn-VERSION-cp3X-cp3X-{win_amd64,linux_x86_64}.whl"]
+        return ["file name is not vxrcomn-VERSION-cp3X-cp3X-{win_amd64,manylinux*_x86_64}.whl"]
     dist_info = "vxrcomn-%s.dist-info" % m["version"]
     try:
         with zipfile.ZipFile(path) as z:
@@ -118,19 +125,24 @@ def check(path):
     problems = ["RECORD: %s %s" % (name, "missing" if name not in entries else "does not match")
                 for name, hash_size in listed.items() if name != dist_info + "/RECORD"
                 and (name not in entries or hash_size != [digest(entries[name]), str(len(entries[name]))])]
-    problems += ["RECORD does not list %s" % name for name in entries if name not in listed]
-    module = MODULE_NAME[m["plat"]].format(minor=m["minor"])
-    wanted = (module,) + STUBS + tuple(dist_info + "/" + f for f in ("METADATA", "WHEEL", "LICENSE"))
-    wanted += (dist_info + "/THIRD_PARTY_NOTICES",) if m["plat"] == "win_amd64" else ()
+    problems += ["RECORD does not list %s" % name for name in entries if name not in listed and not name.endswith("/")]
+    windows = m["plat"] == "win_amd64"
+    module = MODULE_NAME["win_amd64" if windows else "manylinux"].format(minor=m["minor"])
+    wanted = (module,) + STUBS + tuple(dist_info + "/" + f for f in ("METADATA", "WHEEL"))
     problems += ["%s is missing" % name for name in wanted if name not in entries]
+    # Newer setuptools put the licences in dist-info/licenses/.
+    for licence in ("LICENSE",) + (("THIRD_PARTY_NOTICES",) if windows else ()):
+        if not {dist_info + "/" + licence, dist_info + "/licenses/" + licence} & set(entries):
+            problems.append("%s/%s is missing" % (dist_info, licence))
     problems += ["%s is a module of another interpreter" % name for name in entries
                  if re.fullmatch(r"vxrcomn\..*\.(pyd|so)", name) and name != module]
     wheel = entries.get(dist_info + "/WHEEL", b"").decode()
-    if re.findall(r"^Tag: (.*)$", wheel, re.M) != [m["tag"]] or "Root-Is-Purelib: false\n" not in wheel:
-        problems.append("WHEEL does not say Root-Is-Purelib: false and Tag: %s alone" % m["tag"])
+    tags = ["%s-%s" % (m["tag"].rsplit("-", 1)[0], plat) for plat in m["plat"].split(".")]
+    if sorted(re.findall(r"^Tag: (.*)$", wheel, re.M)) != sorted(tags) or "Root-Is-Purelib: false\n" not in wheel:
+        problems.append("WHEEL does not say Root-Is-Purelib: false and Tag: %s alone" % ", ".join(tags))
     if "\nVersion: %s\n" % m["version"] not in entries.get(dist_info + "/METADATA", b"").decode():
         problems.append("METADATA does not give version %s" % m["version"])
-    if m["plat"] == "win_amd64" and module in entries:
+    if windows and module in entries:
         problems += [module + ": " + p for p in pyd_problems(entries[module], m["minor"])]
     return problems
 
@@ -139,10 +151,10 @@ def pip_installs(wheel, version):
     """Whether pip installs the wheel for a Windows or Linux interpreter of
     the version (into a folder of its own, never into an interpreter); None
     when it failed for another reason than refusing the wheel."""
-    plat = WHEEL_NAME.fullmatch(os.path.basename(wheel))["plat"]
+    plats = WHEEL_NAME.fullmatch(os.path.basename(wheel))["plat"].split(".")
     with tempfile.TemporaryDirectory() as target:
         p = subprocess.run(PIP + ["install", "-q", "--disable-pip-version-check", "--no-index", "--no-deps",
-                                  "--only-binary=:all:", "--platform", plat, "--python-version", version,
+                                  "--only-binary=:all:", "--platform", plats[0], "--python-version", version,
                                   "--target", target, wheel], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                            universal_newlines=True)
         if p.returncode == 0:
@@ -150,20 +162,39 @@ def pip_installs(wheel, version):
         return False if "is not a supported wheel on this platform" in p.stdout else None
 
 
-def main(paths):
-    ok = bool(paths)
+def auditwheel_problems(wheel, command):
+    """A Linux wheel's lowest manylinux tag against the one that `auditwheel
+    show` (run by the command line `command`) finds its binary meets."""
+    p = subprocess.run(command.split() + ["show", wheel], stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                       universal_newlines=True)
+    found = re.search(r'consistent with the\s+following platform tag:\s+"(\S+)"', p.stdout)
+    if p.returncode or not found:
+        return ["auditwheel show failed: " + " ".join(p.stdout.split())[-300:]]
+    ours = [t for t in WHEEL_NAME.fullmatch(os.path.basename(wheel))["plat"].split(".") if "_2_" in t]
+    return [] if ours == [found[1]] else ["tagged %s, but auditwheel finds it meets %s" % (
+        " ".join(ours) or "without a manylinux_2_N tag", found[1])]
+
+
+def main(args):
+    auditwheel = None
+    if args[:1] == ["--auditwheel"]:
+        auditwheel, args = args[1], args[2:]
+    paths, ok = args, bool(args)
     jobs = [(w, v) for w in paths if WHEEL_NAME.fullmatch(os.path.basename(w)) for v in VERSIONS]
     with concurrent.futures.ThreadPoolExecutor(os.cpu_count() or 2) as pool:
         installs = dict(zip(jobs, pool.map(lambda job: pip_installs(*job), jobs)))
     for path in paths:
         m = WHEEL_NAME.fullmatch(os.path.basename(path))
         problems = check(path)
+        if m and auditwheel and m["plat"] != "win_amd64":
+            problems += auditwheel_problems(path, auditwheel)
         if m:
             own = "3.%s" % m["minor"]
             problems += ["pip %s it for CPython %s" % ({True: "installs", False: "refuses", None: "fails on"}[
                 installs[path, v]], v) for v in VERSIONS if installs[path, v] is not (v == own)]
         print("%s: %s" % (path, "; ".join(problems) if problems else
-                          "RECORD, tags and module agree; pip installs it for CPython %s only" % own))
+                          "RECORD, tags and module agree%s; pip installs it for CPython %s only"
+                          % ("" if m["plat"] == "win_amd64" else ", as auditwheel finds", own)))
         ok = ok and not problems
     return 0 if ok else 1
 

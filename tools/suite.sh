@@ -1,0 +1,24 @@
+#!/bin/sh
+# make test-all, for one interpreter: builds the module into OUT (warnings as
+# errors) and runs the whole suite on that build; pytest's output goes to
+# OUT/pytest.txt as well.  Usage: suite.sh PYTHON OUT [PYTEST ARGS...]
+# Interpreters without setuptools, pytest or hypothesis of their own use
+# Debian's, which are pure Python.
+set -u
+py=$1 out=$2
+shift 2
+debian=/usr/lib/python3/dist-packages
+if $py -c "import setuptools" 2>/dev/null; then pp=; else pp=$debian; fi
+mkdir -p "$out"
+PYTHONPATH=$pp VXR_WERROR=1 $py setup.py -q build_ext --build-lib "$out" --build-temp "$out/tmp" || {
+    echo "build failed" >"$out/pytest.txt"
+    exit 1
+}
+# pytest's assertion rewriting is deprecated on the newest interpreters; the
+# warning is not the module's.
+{
+    VXR_MODULE_DIR=$(cd "$out" && pwd) PYTHONPATH=$(pwd)/standin:$debian \
+        $py -m pytest -q -p no:cacheprovider -W "ignore::DeprecationWarning:_pytest.assertion.rewrite" tests "$@" 2>&1
+    echo $? >"$out/rc"
+} | tee "$out/pytest.txt"
+exit "$(cat "$out/rc")"

@@ -35,7 +35,7 @@ VALGRIND := valgrind --tool=memcheck --leak-check=full --show-leak-kinds=definit
 # sanitizers.
 FUZZ_MINUTES ?= 10
 
-.PHONY: build test demo deps debian-root builddeps windeps test-all wheel wheel-windows bench check check-asan check-leaks check-valgrind check-windows check-wheels check-wine asan-build fuzz clean
+.PHONY: build test demo deps debian-root builddeps windeps test-all wheel sdist wheel-windows bench check check-asan check-leaks check-valgrind check-windows check-wheels check-wine asan-build fuzz clean
 
 # An interpreter without setuptools of its own (pyenv's 3.12 and 3.13) builds
 # with Debian's, as test-all does.
@@ -190,17 +190,32 @@ wheel-windows: windeps builddeps
 check-windows: windeps builddeps
 	$(WINDOWS_BUILD) --msvc $(WINDOWS_PYTHONS)
 
-# Every wheel in dist/ and build/dist/ (tools/wheels.py): RECORD hashes, the
-# tags of file name and WHEEL, the module's suffix and, for Windows, what it
-# imports and exports; Debian's pip installs each for its own interpreter
-# version and refuses it for the others.  Then the checker's own tests, on
-# wheels spoilt one way each.
-check-wheels: check-windows wheel build deps
+# Every wheel in dist/ (tools/wheels.py): RECORD hashes, the tags of file
+# name and WHEEL, the module's suffix; for Windows what it imports and
+# exports, for Linux the manylinux tag that auditwheel finds its binary meets;
+# Debian's pip installs each for its own interpreter version and refuses it
+# for the others.  Then the checker's own tests, on wheels spoilt one way
+# each; the whole suite on the 3.9 and 3.15 wheels as pip installs them into
+# fresh venvs; and the source distribution built and installed by pip,
+# offline, for 3.15, with the module-frame, stub and docs tests run on it.
+PY39 = $(call python_for,3.9)
+check-wheels: check-windows wheel sdist build deps
 	@/usr/bin/python3 -m pip --version >/dev/null 2>&1 || { \
 	  echo "installing python3-pip from Debian"; \
 	  $(SUDO) apt-get update -qq && $(SUDO) apt-get install -y -qq python3-pip >/dev/null; }
-	$(PYTHON) tools/wheels.py dist/vxrcomn-*-win_amd64.whl build/dist/vxrcomn-*.whl
+	$(PYTHON) tools/wheels.py --auditwheel "$(IN_DEBIAN) auditwheel" dist/vxrcomn-*.whl
 	VXR_WHEEL_DIR=dist $(PYTEST) -q tests/test_wheels.py
+	tools/installed_suite.sh $(PY39) build/venv-3.9 dist/vxrcomn-*-cp39-cp39-manylinux*.whl
+	$(IN_DEBIAN) tools/installed_suite.sh python3.15 build/venv-3.15 dist/vxrcomn-*-cp315-cp315-manylinux*.whl
+	$(IN_DEBIAN) tools/installed_suite.sh python3.15 build/venv-sdist dist/vxrcomn-*.tar.gz \
+	  tests/test_module_frame.py tests/test_stub.py tests/test_docs.py
+
+# The source distribution, dist/vxrcomn-VERSION.tar.gz: the sources, the
+# stubs, the licence and notices (MANIFEST.in).
+sdist: builddeps
+	rm -f dist/vxrcomn-*.tar.gz
+	PYTHONPATH=$(TESTDEPS) $(PYTHON) setup.py -q sdist -d dist
+	@tar tzf dist/vxrcomn-*.tar.gz | sed 's/^/  /'
 
 # The module of each Windows wheel loaded under Debian's Wine as CPython
 # loads it, beside a stub python3X.dll (tools/windows/load.py): the loader

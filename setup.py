@@ -72,7 +72,19 @@ setup(
     long_description=open(os.path.join(HERE, "README.md"), encoding="utf-8").read(),
     long_description_content_type="text/markdown",
     license="Proprietary",
-    python_requires=">=3.9",
+    # The module reads interpreter internals that change between versions
+    # (the handled-exception slot, type version tags): it claims only the
+    # versions it is built and tested on.
+    python_requires=">=3.9, <3.16",
+    classifiers=[
+        "Programming Language :: C++",
+        "Programming Language :: Python :: 3",
+        *("Programming Language :: Python :: 3.%d" % minor for minor in range(9, 16)),
+        "Programming Language :: Python :: Implementation :: CPython",
+        "Operating System :: Microsoft :: Windows",
+        "Operating System :: POSIX :: Linux",
+        "License :: Other/Proprietary License",
+    ],
     ext_modules=[
         Extension(
             "vxrcomn",

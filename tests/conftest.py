@@ -21,6 +21,9 @@ for path in (ROOT, MODULE_DIR):
 IMPORT_CWD = os.getcwd()  # the module's path defaults are this folder
 import vxrcomn  # noqa: E402
 
+# The build named is the one under test (an installed one included).
+assert os.path.samefile(os.path.dirname(os.path.abspath(vxrcomn.__file__)), MODULE_DIR), vxrcomn.__file__
+
 # Real data files written by other programs; absent in a user's clone.
 SHARED_DATA = os.environ.get("VXR_SHARED_DATA", os.path.join(ROOT, "..", "shared", "data"))
 

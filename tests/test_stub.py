@@ -1,5 +1,6 @@
 """The type stub vxrcomn.pyi against the built module: the same functions,
-parameters, defaults, constants and bound modules."""
+parameters, defaults, constants and bound modules, and the docstrings editors
+show on hover."""
 import ast
 import inspect
 import os
@@ -43,6 +44,7 @@ def test_parameters_match_the_text_signature(name):
         else:
             assert p.default == default and type(p.default) is type(default), p.name
     assert STUB_FUNCTIONS[name].returns is not None
+    assert ast.get_docstring(STUB_FUNCTIONS[name])
 
 
 def test_constants_and_bound_modules():
@@ -56,5 +58,6 @@ def test_constants_and_bound_modules():
     imported = {alias.asname for node in STUB.body if isinstance(node, ast.Import) for alias in node.names}
     assert imported == {name for name, value in vars(vxrcomn).items()
                         if isinstance(value, types.ModuleType) and not name.startswith("__")}
-    classes = [node.name for node in STUB.body if isinstance(node, ast.ClassDef)]
-    assert classes == ["_SimpleObject"] and isinstance(vxrcomn._SimpleObject, type)
+    classes = [node for node in STUB.body if isinstance(node, ast.ClassDef)]
+    assert [node.name for node in classes] == ["_SimpleObject"] and isinstance(vxrcomn._SimpleObject, type)
+    assert ast.get_docstring(STUB) and ast.get_docstring(classes[0])

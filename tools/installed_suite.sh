@@ -15,4 +15,4 @@ site=$("$venv/bin/python" -c "import sysconfig; print(sysconfig.get_paths()['pla
 echo "$package installed into $site"
 [ $# -gt 0 ] || set -- tests
 VXR_MODULE_DIR=$site PYTHONPATH=$(pwd)/standin:/usr/lib/python3/dist-packages \
-    "$venv/bin/python" -m pytest -q -p no:cacheprovider -W "ignore::DeprecationWarning:_pytest.assertion.rewrite" "$@"
+    "$venv/bin/python" -m pytest -q -W "ignore::DeprecationWarning:_pytest.assertion.rewrite" "$@"

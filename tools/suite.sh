@@ -18,7 +18,7 @@ PYTHONPATH=$pp VXR_WERROR=1 $py setup.py -q build_ext --build-lib "$out" --build
 # warning is not the module's.
 {
     VXR_MODULE_DIR=$(cd "$out" && pwd) PYTHONPATH=$(pwd)/standin:$debian \
-        $py -m pytest -q -p no:cacheprovider -W "ignore::DeprecationWarning:_pytest.assertion.rewrite" tests "$@" 2>&1
+        $py -m pytest -q -W "ignore::DeprecationWarning:_pytest.assertion.rewrite" tests "$@" 2>&1
     echo $? >"$out/rc"
 } | tee "$out/pytest.txt"
 exit "$(cat "$out/rc")"

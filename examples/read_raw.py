@@ -15,6 +15,7 @@ import collections
 import glob
 import itertools
 import os
+import re
 import sys
 
 import vxrtool
@@ -210,8 +211,8 @@ class RawReader:
         return line
 
     def next_line(self):
-        """The next line that is neither blank nor a comment, or None at the
-        end of the file."""
+        """The next line that is neither blank nor a comment, without the
+        comment after its items, or None at the end of the file."""
         if self.pushed is not None:
             line, self.pushed = self.pushed, None
             return line
@@ -220,6 +221,9 @@ class RawReader:
             eof, blank = vx._check_eof_blank_line_kora(line)
             if eof:
                 return None
+            if not blank and "/" in line:
+                line = items_part(line)
+                blank = not line.strip()
             if not blank:
                 return line
 
@@ -382,7 +386,8 @@ class RawReader:
                 self.progress(cannot_split("impedance correction", line, e, "the table ends before it"))
                 break
             endtbl, values = vx._check_zcorec_table_kora(row)
-            if not values:  # a row that is not all numbers ends nothing; stop here
+            if not values or row == ["0"]:  # not a row (the group's end, the Q line): the table ends before it
+                self.pushed = line
                 break
             rows.append(values)
         return rows
@@ -455,6 +460,18 @@ def cannot_split(recgrp, line, e, outcome="record ignored"):
     why = "unclosed quote" if str(e).startswith("Error reading line") else "%s: %s" % (type(e).__name__, e)
     return " %sError - Reading '%s', %s, %s.\n %s%s\n" % (vx._PRG_INDENT, recgrp.title(), why, outcome, vx._PRG_INDENT2,
                                                          line.rstrip("\n"))
+
+
+# What comes before the first "/" outside quotes: a "/" ends a record's
+# items ("0 / END OF BUS DATA"), and the rest of the line, "/* ... */" or a
+# "//" line, is a comment.  A "/" after an unclosed quote is left where it
+# is: the module's splitter reports the line.
+ITEMS_PART = re.compile(r"""(?:[^'"/]|'[^']*'|"[^"]*")*/""")
+
+
+def items_part(line):
+    part = ITEMS_PART.match(line)
+    return line if part is None else part.group()[:-1] + "\n"
 
 
 def is_number(text):

@@ -19,8 +19,8 @@ import re
 import sys
 
 import vxrtool
-from vxrtool import (SAMPLES, CannotRead, command_line, file_encoding, input_lines, plural, print_notices, read_all,
-                     read_with_log, run, vx)
+from vxrtool import (SAMPLES, CannotRead, command_line, file_encoding, input_lines, plural, read_all, read_with_log,
+                     run, vx)
 
 Group = collections.namedtuple("Group", "name first_name first_type shape")
 
@@ -183,8 +183,9 @@ class RawReader:
 
     KEEP = 3  # records kept per group for the report
 
-    def __init__(self, path, progress, announce=None, ticker=None):
+    def __init__(self, path, progress, announce=None, ticker=None, read_as=0):
         self.path = path
+        self.read_as = read_as  # a version to read the file as, whatever it states; 0: as stated
         self.progress = progress
         self.announce = announce or progress
         self.ticker = ticker
@@ -262,27 +263,32 @@ class RawReader:
             raise CannotRead("%s is not a KORA RAW file: its first line is not a RAW header (IC, SBASE, version, ...).\n"
                              " %s%s" % (self.path, vx._PRG_INDENT2, first.rstrip("\n") or "(an empty file)"))
         self.stated_version = int(items[2]) if len(items) > 2 and items[2].isdigit() else None
-        if self.stated_version is None:
-            self.version = vx._LATEST_KORA_VRSN  # nothing to check; the first record tells the layout below
+        if self.read_as:
+            self.version = self.read_as
+        elif self.stated_version is None:
+            self.version = vx._LATEST_KORA_VRSN  # the first record tells the layout below
+        elif self.stated_version in vx._ALLOWED_KORA_VRSNS:
+            self.version = self.stated_version
         else:
-            # A version the module does not support is read as the newest
-            # one, with the module's notice.
-            with print_notices(self.progress):
-                self.version = vx._check_kora_version(self.stated_version)
+            # Other versions move items within records: read with these
+            # groups, most of their records would be lost or misread.
+            raise CannotRead("%s: KORA RAW version %d is not read (versions read: %s); --read_as=N reads it with the"
+                             " record groups of version N." % (self.path, self.stated_version,
+                                                               ", ".join(map(str, vx._ALLOWED_KORA_VRSNS))))
         self.titles = [self.raw_line().rstrip("\n"), self.raw_line().rstrip("\n")]
         self.layout = self.version
-        if self.version == 34 and self.stated_version != 34:
-            # Without a stated version 34 the file may still be laid out as
-            # 33: then its first record is a bus record, not system-wide data.
+        if self.stated_version is None and not self.read_as:
+            # Without a version the file may be laid out as 34 or as 33:
+            # then its first record is a bus record, not system-wide data.
             self.pushed = self.next_line()
             if self.pushed is not None and first_item_is_a_bus(self.pushed):
                 self.layout = 33
         if self.stated_version is None:
             self.progress(" %sNo version stated in the header: the file is read with the record groups of version %d%s.\n"
                           % (vx._PRG_INDENT, self.layout, ", as its first record is a bus record" * (self.layout == 33)))
-        elif self.layout != self.version:
-            self.progress(" %sNo system-wide data: the first record is a bus record, so the file is read with"
-                          " the record groups of version 33.\n" % vx._PRG_INDENT)
+        elif self.layout != self.stated_version:
+            self.progress(" %sVersion %d stated in the header: the file is read with the record groups of version %d,"
+                          " as --read_as asks.\n" % (vx._PRG_INDENT, self.stated_version, self.layout))
 
     # -- groups --------------------------------------------------------------
     def read_group(self, grp):
@@ -510,8 +516,10 @@ def terminal_rest(tertyp, items):
     return rest
 
 
-OPTIONS = dict(vxrtool.OPTIONS, buses_written_back=3)
-HELP = dict(vxrtool.HELP, buses_written_back="how many of the first bus records to write back as RAW field text")
+OPTIONS = dict(vxrtool.OPTIONS, buses_written_back=3, read_as={"value": 0, "allowed": [0] + vx._ALLOWED_KORA_VRSNS})
+HELP = dict(vxrtool.HELP, buses_written_back="how many of the first bus records to write back as RAW field text",
+            read_as="0: each file as the version its header states (a version not listed here is refused); a"
+                    " version: every file with the record groups of that version, whatever its header states")
 HELP["console"] += "; the substation blocks echoed stay off the console likewise"
 USAGE = """usage: python examples/read_raw.py [--name=value ...] [FILE.raw ...]
 
@@ -569,7 +577,8 @@ def report(reader, options, out):
 
 def read_file(path, options, console=None):
     return read_with_log(path, options,
-                         lambda log, encoding: RawReader(path, log, log.announce, log.ticker.update).read(encoding),
+                         lambda log, encoding: RawReader(path, log, log.announce, log.ticker.update,
+                                                         options.read_as).read(encoding),
                          lambda reader, out: report(reader, options, out), console)
 
 

@@ -55,6 +55,9 @@ HEAD = {
     "area": "area:i name:s swing:i desired:f tol:f pnet:f qnet:f",
     "zone": "zone:i name:s pnet:f qnet:f",
 }
+# A shunt on a line names the line's other bus before its circuit: nine or
+# ten items before the ":", where a bus shunt has six or seven.
+LINE_SHUNT = BUS_ID + " id:s to:i to_name:s to_kv:f ck:s se:i long_id:s"
 DATES = " date_in:i date_out:i pid:i N:i"
 TAIL = {
     "bus": "ty:i vsched:f volt:f angle:f ar:i zone:i vmax:f vmin:f" + DATES.replace("N:i", "L:i") + " own:i",
@@ -99,7 +102,7 @@ class Layouts:
         self._cache = {}
 
     def head(self, group, nhead):
-        known = items_of(HEAD[group])
+        known = items_of(LINE_SHUNT if group == "shunt" and nhead >= 9 else HEAD[group])
         extra = [("head%d" % k, "s") for k in range(len(known) + 1, nhead + 1)]
         return (known + extra)[:nhead]
 

@@ -15,11 +15,12 @@ import collections
 import glob
 import itertools
 import os
+import re
 import sys
 
 import vxrtool
-from vxrtool import (SAMPLES, CannotRead, command_line, file_encoding, input_lines, plural, print_notices, read_all,
-                     read_with_log, run, vx)
+from vxrtool import (SAMPLES, CannotRead, command_line, file_encoding, input_lines, plural, read_all, read_with_log,
+                     run, vx)
 
 Group = collections.namedtuple("Group", "name first_name first_type shape")
 
@@ -182,8 +183,9 @@ class RawReader:
 
     KEEP = 3  # records kept per group for the report
 
-    def __init__(self, path, progress, announce=None, ticker=None):
+    def __init__(self, path, progress, announce=None, ticker=None, read_as=0):
         self.path = path
+        self.read_as = read_as  # a version to read the file as, whatever it states; 0: as stated
         self.progress = progress
         self.announce = announce or progress
         self.ticker = ticker
@@ -210,8 +212,8 @@ class RawReader:
         return line
 
     def next_line(self):
-        """The next line that is neither blank nor a comment, or None at the
-        end of the file."""
+        """The next line that is neither blank nor a comment, without the
+        comment after its items, or None at the end of the file."""
         if self.pushed is not None:
             line, self.pushed = self.pushed, None
             return line
@@ -220,6 +222,9 @@ class RawReader:
             eof, blank = vx._check_eof_blank_line_kora(line)
             if eof:
                 return None
+            if not blank and "/" in line:
+                line = items_part(line)
+                blank = not line.strip()
             if not blank:
                 return line
 
@@ -258,27 +263,32 @@ class RawReader:
             raise CannotRead("%s is not a KORA RAW file: its first line is not a RAW header (IC, SBASE, version, ...).\n"
                              " %s%s" % (self.path, vx._PRG_INDENT2, first.rstrip("\n") or "(an empty file)"))
         self.stated_version = int(items[2]) if len(items) > 2 and items[2].isdigit() else None
-        if self.stated_version is None:
-            self.version = vx._LATEST_KORA_VRSN  # nothing to check; the first record tells the layout below
+        if self.read_as:
+            self.version = self.read_as
+        elif self.stated_version is None:
+            self.version = vx._LATEST_KORA_VRSN  # the first record tells the layout below
+        elif self.stated_version in vx._ALLOWED_KORA_VRSNS:
+            self.version = self.stated_version
         else:
-            # A version the module does not support is read as the newest
-            # one, with the module's notice.
-            with print_notices(self.progress):
-                self.version = vx._check_kora_version(self.stated_version)
+            # Other versions move items within records: read with these
+            # groups, most of their records would be lost or misread.
+            raise CannotRead("%s: KORA RAW version %d is not read (versions read: %s); --read_as=N reads it with the"
+                             " record groups of version N." % (self.path, self.stated_version,
+                                                               ", ".join(map(str, vx._ALLOWED_KORA_VRSNS))))
         self.titles = [self.raw_line().rstrip("\n"), self.raw_line().rstrip("\n")]
         self.layout = self.version
-        if self.version == 34 and self.stated_version != 34:
-            # Without a stated version 34 the file may still be laid out as
-            # 33: then its first record is a bus record, not system-wide data.
+        if self.stated_version is None and not self.read_as:
+            # Without a version the file may be laid out as 34 or as 33:
+            # then its first record is a bus record, not system-wide data.
             self.pushed = self.next_line()
             if self.pushed is not None and first_item_is_a_bus(self.pushed):
                 self.layout = 33
         if self.stated_version is None:
             self.progress(" %sNo version stated in the header: the file is read with the record groups of version %d%s.\n"
                           % (vx._PRG_INDENT, self.layout, ", as its first record is a bus record" * (self.layout == 33)))
-        elif self.layout != self.version:
-            self.progress(" %sNo system-wide data: the first record is a bus record, so the file is read with"
-                          " the record groups of version 33.\n" % vx._PRG_INDENT)
+        elif self.layout != self.stated_version:
+            self.progress(" %sVersion %d stated in the header: the file is read with the record groups of version %d,"
+                          " as --read_as asks.\n" % (vx._PRG_INDENT, self.stated_version, self.layout))
 
     # -- groups --------------------------------------------------------------
     def read_group(self, grp):
@@ -382,7 +392,8 @@ class RawReader:
                 self.progress(cannot_split("impedance correction", line, e, "the table ends before it"))
                 break
             endtbl, values = vx._check_zcorec_table_kora(row)
-            if not values:  # a row that is not all numbers ends nothing; stop here
+            if not values or row == ["0"]:  # not a row (the group's end, the Q line): the table ends before it
+                self.pushed = line
                 break
             rows.append(values)
         return rows
@@ -457,6 +468,18 @@ def cannot_split(recgrp, line, e, outcome="record ignored"):
                                                          line.rstrip("\n"))
 
 
+# What comes before the first "/" outside quotes: a "/" ends a record's
+# items ("0 / END OF BUS DATA"), and the rest of the line, "/* ... */" or a
+# "//" line, is a comment.  A "/" after an unclosed quote is left where it
+# is: the module's splitter reports the line.
+ITEMS_PART = re.compile(r"""(?:[^'"/]|'[^']*'|"[^"]*")*/""")
+
+
+def items_part(line):
+    part = ITEMS_PART.match(line)
+    return line if part is None else part.group()[:-1] + "\n"
+
+
 def is_number(text):
     try:
         float(text)
@@ -493,8 +516,10 @@ def terminal_rest(tertyp, items):
     return rest
 
 
-OPTIONS = dict(vxrtool.OPTIONS, buses_written_back=3)
-HELP = dict(vxrtool.HELP, buses_written_back="how many of the first bus records to write back as RAW field text")
+OPTIONS = dict(vxrtool.OPTIONS, buses_written_back=3, read_as={"value": 0, "allowed": [0] + vx._ALLOWED_KORA_VRSNS})
+HELP = dict(vxrtool.HELP, buses_written_back="how many of the first bus records to write back as RAW field text",
+            read_as="0: each file as the version its header states (a version not listed here is refused); a"
+                    " version: every file with the record groups of that version, whatever its header states")
 HELP["console"] += "; the substation blocks echoed stay off the console likewise"
 USAGE = """usage: python examples/read_raw.py [--name=value ...] [FILE.raw ...]
 
@@ -552,7 +577,8 @@ def report(reader, options, out):
 
 def read_file(path, options, console=None):
     return read_with_log(path, options,
-                         lambda log, encoding: RawReader(path, log, log.announce, log.ticker.update).read(encoding),
+                         lambda log, encoding: RawReader(path, log, log.announce, log.ticker.update,
+                                                         options.read_as).read(encoding),
                          lambda reader, out: report(reader, options, out), console)
 
 

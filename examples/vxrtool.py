@@ -4,9 +4,11 @@ _get_arguments_as_attr, the text encoding of a file, a log file that
 receives every message, a listing file with the report, and a progress line
 on a terminal.
 
-A file is UTF-8 (with or without a byte-order mark) when the whole of it
-decodes as UTF-8, else cp1252 when it decodes as such, else latin-1, which
-decodes any byte; --encoding overrides that.  The log and listing files of a
+A file that starts with a byte-order mark is in the encoding the mark
+names: UTF-8, or UTF-16 of either byte order (what a Windows shell's
+redirection writes).  Without one it is UTF-8 when the whole of it decodes
+as UTF-8, else cp1252 when it decodes as such, else latin-1, which decodes
+any byte; --encoding overrides that.  The log and listing files of a
 file are written in its encoding: they echo its lines.  The console shows a
 character its encoding cannot hold escaped (\\x88, \\u0141)."""
 import codecs
@@ -61,12 +63,17 @@ class CannotRead(Exception):
     format; the text says which, in full."""
 
 
+# The "utf-16" codec reads the mark and takes the byte order from it.
+MARKS = ((codecs.BOM_UTF8, "utf-8-sig"), (codecs.BOM_UTF16_LE, "utf-16"), (codecs.BOM_UTF16_BE, "utf-16"))
+
+
 def file_encoding(path):
     """The encoding of a RAW or EPC file by the rule above.  The file is
     decoded block by block: it may be of hundreds of megabytes."""
     with open(path, "rb") as f:
-        bom = f.read(3) == codecs.BOM_UTF8
-    for encoding in ("utf-8-sig" if bom else "utf-8", "cp1252"):
+        head = f.read(3)
+    marked = next((encoding for mark, encoding in MARKS if head.startswith(mark)), "utf-8")
+    for encoding in (marked, "cp1252"):
         decoder = codecs.getincrementaldecoder(encoding)()
         with open(path, "rb") as f, contextlib.suppress(UnicodeDecodeError):
             for block in iter(lambda: f.read(1 << 20), b""):
@@ -135,8 +142,8 @@ OPTIONS = {
 }
 HELP = {
     "workdir": "the folder for the log (NAME_read.log) and listing (NAME_summary.txt) files, created when missing",
-    "encoding": "the text encoding of the files; auto: UTF-8 (with or without a byte-order mark) when the whole"
-                " file is UTF-8, else cp1252, else latin-1",
+    "encoding": "the text encoding of the files; auto: the one a byte-order mark names (UTF-8, UTF-16), else"
+                " UTF-8 when the whole file is UTF-8, else cp1252, else latin-1",
     "listing": "console: the records read per group on the console too; none: in the listing file and the log only",
     "console": "all: every message on the console as well as in the log; summary: record messages in the log only",
 }

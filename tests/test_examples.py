@@ -1,5 +1,6 @@
 """The example readers on the bundled samples: what they read, the messages
 (every one explained), the files they leave, the console and progress line."""
+import codecs
 import io
 import os
 import re
@@ -27,8 +28,7 @@ EXPLAINED = [re.compile(p) for p in (
     r" {6}Error - Reading '[^']+', record ignored\.\n {10}.*\n?",
     r" {6}Error - Reading '[^']+', unclosed quote, (record ignored|the .*)\.\n {10}.*\n",
     r" {6}The \d lines that follow it belong to the same record and are skipped with it\.\n",
-    r" {6}KORA version \S+ specified\. Allowed versions:34,33,32, Set version to 34\n",
-    r" {6}(No system-wide data: the first record is a bus record|No version stated in the header): .*\n",
+    r" {6}(Version \d+ stated in the header: .*, as --read_as asks|No version stated in the header: .*)\.\n",
     r" {6}\d+ more lines? after the Q line, which ends the data, not read\.\n",
     r" (Integer|Float) Data item '\w+' not specified correctly\. Input specified= .*\n {5}'[A-Z ]+' record specified"
     r" on line \d+ ignored\.\n",
@@ -45,17 +45,15 @@ def unexplained(messages):
     return [m for m in messages if not any(p.fullmatch(m) for p in EXPLAINED)]
 
 
-def read(path):
+def read(path, read_as=0):
     """The RAW reader and its record messages (headings and counts apart)."""
     messages = []
-    reader = read_raw.RawReader(path, messages.append, lambda text: None).read()
-    return reader, messages
+    return read_raw.RawReader(path, messages.append, lambda text: None, read_as=read_as).read(), messages
 
 
 def read_pslf(path):
     messages, announced = [], []
-    reader = read_epc.Reader(messages.append, announced.append).read_file(path)
-    return reader, messages, announced
+    return read_epc.Reader(messages.append, announced.append).read_file(path), messages, announced
 
 
 def test_v33_sample_records_are_typed_and_bad_ones_reported():
@@ -90,8 +88,7 @@ def test_main_reads_the_samples_into_log_and_listing_files(tmp_path, capsys, mon
     monkeypatch.setattr(read_raw, "ECHOED_SUBSTATIONS", 1)
     assert read_raw.main(["--workdir=%s" % workdir, "--console=summary", "--buses_written_back=1"]) == 0
     out = capsys.readouterr().out
-    assert sorted(os.listdir(str(workdir))) == ["sample_v33_read.log", "sample_v33_summary.txt",
-                                                 "sample_v34_read.log", "sample_v34_summary.txt"]
+    assert sorted(os.listdir(workdir)) == ["sample_v3" + v + f for v in "34" for f in ("_read.log", "_summary.txt")]
     log = (workdir / "sample_v33_read.log").read_text("utf-8")
     assert "Error - Reading 'Bus', I=10.5" in log and "Error - Reading" not in out  # messages: the log only
     assert "Reading KORA record group: Bus" in log and "Reading KORA record group: Bus" in out
@@ -116,6 +113,7 @@ def test_epc_samples():
     reader, messages, announced = read_pslf(os.path.join(SAMPLES, "sample_a.epc"))
     groups = {g.name: g for g in reader.groups}
     assert (groups["bus"].read, groups["bus"].ignored, groups["load"].kept, groups["dc bus"].ignored) == (30, 2, 1, 2)
+    # Not line 162: a shunt on a line, its other bus before "ck".
     assert reader.ignored == [("bus", 51), ("bus", 52), ("load", 159), ("svd", 174), ("svd", 176), ("dc bus", 191),
                               ("dc bus", 192)]
     bus = reader.first_records["bus"][0]
@@ -131,22 +129,32 @@ def test_epc_samples():
         read_pslf(os.path.join(SAMPLES, "sample_v33.raw"))
 
 
-def test_a_file_without_a_version_is_read_in_the_layout_its_first_record_shows(tmp_path):
-    path = tmp_path / "no_version.raw"
-    path.write_text(open(os.path.join(SAMPLES, "sample_v33.raw"), encoding="utf-8").read().replace(" 33,", ",", 1))
-    reader, messages = read(str(path))
-    assert (reader.counts["bus"], read_raw.version_read(reader)) == (32, "no version stated, read with the record"
-                                                                         " groups of version 33")
-    assert messages[0].startswith(IND + " No version stated in the header: the file is read with the record groups of"
-                                  " version 33, as its first record is a bus record.")
+@pytest.mark.parametrize("sample, change, read_as, notices", [  # notices: how many more messages than the sample's
+    ("sample_v33.raw", lambda text: text.replace(" 33,", " 26,", 1), 33, 1),  # refused unless forced
+    ("sample_v33.raw", lambda text: text.replace(" 33,", ",", 1), 0, 1),  # its first record shows the layout
+    # UTF-16 after its byte-order mark, an impedance correction table ended by its group's "0" line
+    ("sample_v34.raw", lambda t: codecs.BOM_UTF16_BE + t.replace("   0.0, 0.0, 0.0\n", "").encode("utf-16-be"), 0, 0),
+] + [(sample, lambda text: re.sub(r"(?m)^([^@/\n]+)$", r"\1 /* note */", text.replace("\nQ\n", "\n// no Q\n")), 0, 0)
+     for sample in ("sample_v33.raw", "sample_v34.raw")])  # "/* ... */" after the items; a "//" line, no Q line
+def test_a_changed_copy_of_a_sample_reads_as_the_sample(tmp_path, sample, change, read_as, notices):
+    original, path = os.path.join(SAMPLES, sample), str(tmp_path / sample)
+    encoding = vxrtool.file_encoding(original)
+    data = change(open(original, encoding=encoding).read())
+    open(path, "wb").write(data if type(data) is bytes else data.encode(encoding))
+    assert read_raw.main([path, "--workdir=%s" % tmp_path, "--read_as=%d" % read_as]) == 0
+    if read_as:
+        pytest.raises(vxrtool.CannotRead, read, path).match(r"raw: KORA RAW version 26 is not read \(versions"
+                                                            r" read: 34, 33, 32\); --read_as=N reads it with the")
+    (reader, messages), (plain, before) = read(path, read_as), read(original)
+    assert (reader.counts, reader.ignored, len(messages)) == (plain.counts, plain.ignored, len(before) + notices)
+    assert unexplained(messages) == []
 
 
 def test_epc_main_on_the_samples(tmp_path, capsys):
     assert read_epc.main(["--workdir=%s" % tmp_path, "--kora_vrsn=35"]) == 0
     out = capsys.readouterr().out
     assert out.startswith(" %sKORA version 35 specified. Allowed versions:34,33,32, Set version to 34\n" % IND)
-    assert sorted(os.listdir(str(tmp_path))) == ["sample_a_read.log", "sample_a_summary.txt", "sample_b_read.log",
-                                                 "sample_b_summary.txt"]
+    assert sorted(os.listdir(tmp_path)) == ["sample_" + v + f for v in "ab" for f in ("_read.log", "_summary.txt")]
     for text in [
         "uneven number (1) of double quotes found.\n     'BUS' record specified on line 51 ignored.",  # as the module words it
         " ------------- Reading PSLF record group: Generator [5]\n      5 records\n      (2 items written as '!', kept",
@@ -183,7 +191,7 @@ def test_the_console_shows_what_it_cannot_encode_escaped(tmp_path, sample, encod
 ])
 def test_a_cp1252_file_and_its_utf8_copy_give_the_same_names(tmp_path, capsys, module, sample, name, utf8):
     text, seen = open(os.path.join(SAMPLES, sample), "rb").read().decode("cp1252"), []
-    for encoding in ("cp1252", utf8):
+    for encoding in ("cp1252", utf8, "utf-16"):
         folder = tmp_path / encoding
         folder.mkdir()
         (folder / sample).write_bytes(text.encode(encoding))
@@ -193,7 +201,7 @@ def test_a_cp1252_file_and_its_utf8_copy_give_the_same_names(tmp_path, capsys, m
         assert all(name in output for output in outputs)
         seen.append([re.sub(r"\d\d-\d\d-\d{4} [\d:]+ [AP]M", "", output.replace(str(folder), "").replace(encoding, ""))
                      for output in outputs])
-    assert seen[0] == seen[1]
+    assert seen[0] == seen[1] == seen[2]
 
 
 def test_a_closed_console_ends_the_reading_quietly(tmp_path):

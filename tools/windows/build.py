@@ -257,14 +257,16 @@ def arguments(args):
 def main(args):
     os.chdir(ROOT)
     msvc, sources = arguments(args)
+    if not sources or None in sources:
+        return 1
     os.makedirs(OUT, exist_ok=True)
     os.makedirs(DIST, exist_ok=True)
     write_posix_stubs()
     version, dist_info = metadata()
     for old in glob.glob(os.path.join(DIST, "vxrcomn-*-win_amd64.whl")):
         os.remove(old)
-    ok = None not in sources
-    for tag, include, origin in filter(None, sources):
+    ok = True
+    for tag, include, origin in sources:
         include = windows_headers(tag, include)
         print("==== CPython %s.%s for Windows (%s)" % (tag[0], tag[1:], origin))
         pyd = build(tag, include)
@@ -276,7 +278,7 @@ def main(args):
         if msvc:
             print("  sources as MSVC sees them: %s" % ("parse clean" if parsed else "FAILED"))
         ok = ok and built and parsed
-    return 0 if ok and sources else 1
+    return 0 if ok else 1
 
 
 if __name__ == "__main__":

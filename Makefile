@@ -162,13 +162,16 @@ check-valgrind: build deps
 	$(PYTHON) tools/valgrind_report.py $(VALGRIND_DIR)/memcheck.*.xml
 
 # The module built for 64-bit Windows against the headers of CPython 3.9 to
-# 3.13 (tools/windows/build.py; docs/windows.md): MinGW-w64 g++ with the
-# Linux build's flags into build/windows/vxrcomn.cp3X-win_amd64.pyd, which
-# must export PyInit_vxrcomn alone, import python3X.dll, msvcrt.dll as its
-# one C runtime and KERNEL32.dll, hold no build path, and link nothing that
+# 3.15 (tools/windows/build.py; docs/windows.md): those of the interpreters
+# here for 3.9 to 3.13, those of the Debian unstable root for 3.14 and 3.15,
+# whose interpreters cannot run on this host.  MinGW-w64 g++ with the Linux
+# build's flags into build/windows/vxrcomn.cp3X-win_amd64.pyd, which must
+# export PyInit_vxrcomn alone, import python3X.dll, msvcrt.dll as its one C
+# runtime and KERNEL32.dll, hold no build path, and link nothing that
 # THIRD_PARTY_NOTICES does not cover; then its wheel into dist/.  Debian's
 # setuptools writes the METADATA from setup.py, as for `make wheel`.
 WINDOWS_PYTHONS = $(foreach v,$(PYVERSIONS),$(call python_for,$(v)))
+WINDOWS_HEADERS = $(foreach v,$(DEBIAN_PYVERSIONS),--headers $(v)=$(DEBIAN_ROOT)/usr/include/python$(v))
 WINDOWS_BUILD = @test $(words $(WINDOWS_PYTHONS)) = 5 || { echo "the Windows wheels need CPython 3.9 to 3.13"; exit 1; } \
 	&& PYTHONPATH=$(TESTDEPS) $(PYTHON) tools/windows/build.py
 
@@ -177,8 +180,8 @@ windeps:
 	  echo "installing g++-mingw-w64-x86-64 and clang from Debian"; \
 	  $(SUDO) apt-get update -qq && $(SUDO) apt-get install -y -qq g++-mingw-w64-x86-64 clang >/dev/null; }
 
-wheel-windows: windeps builddeps
-	$(WINDOWS_BUILD) $(WINDOWS_PYTHONS)
+wheel-windows: windeps builddeps debian-root
+	$(WINDOWS_BUILD) $(WINDOWS_PYTHONS) $(WINDOWS_HEADERS)
 
 # The same build and wheels, and clang parsing every source in
 # Microsoft-compatibility mode as MSVC 19.29 with each interpreter's
@@ -187,8 +190,8 @@ wheel-windows: windeps builddeps
 # lists, VLAs, POSIX headers, ssize_t and 64-to-32-bit conversions (errors
 # under /W3 /WX).  It is not MSVC itself; that and the suite running there
 # only a Windows machine shows.
-check-windows: windeps builddeps
-	$(WINDOWS_BUILD) --msvc $(WINDOWS_PYTHONS)
+check-windows: windeps builddeps debian-root
+	$(WINDOWS_BUILD) --msvc $(WINDOWS_PYTHONS) $(WINDOWS_HEADERS)
 
 # Every wheel in dist/ (tools/wheels.py): RECORD hashes, the tags of file
 # name and WHEEL, the module's suffix; for Windows what it imports and

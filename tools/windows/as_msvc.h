@@ -35,6 +35,16 @@
 #undef __MINGW64__
 #define _MSC_VER 1929
 #define _MSC_FULL_VER 192930133
+/* MSVC's /std:c++17 (setup.py) without /Zc:__cplusplus: the language in
+   _MSVC_LANG, __cplusplus left at 199711L.  The headers of 3.11 on choose
+   by __cplusplus (3.14's _Py_ALIGNED_DEF takes __declspec(align) under
+   MSVC, alignas elsewhere), 3.14's Py_CLEAR and Py_SETREF by either. */
+#define _MSVC_LANG 201703L
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wbuiltin-macro-redefined"
+#undef __cplusplus
+#define __cplusplus 199711L
+#pragma clang diagnostic pop
 #define __INTRIN_H /* MinGW's intrin.h above declared the MSVC intrinsics */
 
 #define PY_SSIZE_T_CLEAN

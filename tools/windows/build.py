@@ -2,10 +2,13 @@
 with MinGW-w64 against each given interpreter's headers, checks what the DLL
 exports, imports and links, and writes its wheel into dist/; with --msvc,
 parses every source once more as the Microsoft compiler would see it.
-Usage: build.py [--msvc] PYTHON...  (CPython 3.9 to 3.13 interpreters, any
-platform: only their headers and version are used).  Run with Debian's
-setuptools on PYTHONPATH, which writes the wheel's METADATA from setup.py as
-for the Linux wheel.  Output: build/windows, dist."""
+Usage: build.py [--msvc] [PYTHON...] [--headers 3.X=DIR...]: CPython
+interpreters of any platform, of which only the headers and version are used,
+or the header folder of a CPython 3.X whose interpreter cannot run here (the
+3.14 and 3.15 of the Debian unstable root).  Run with Debian's setuptools on
+PYTHONPATH, which writes the wheel's METADATA from setup.py as for the Linux
+wheel.  Output: build/windows, dist."""
+import argparse
 import concurrent.futures
 import glob
 import os
@@ -62,17 +65,40 @@ def run_all(cmds):
 
 
 def interpreter_headers(python):
-    """The interpreter's version tag ("39") and its headers, copied with the
-    Windows pyconfig.h in place of its own (Python.h includes the one beside
-    it before any include path)."""
+    """The interpreter's version tag ("39") and its header folder."""
     tag, include = subprocess.check_output(
         [python, "-c", "import sys, sysconfig; print('%d%d' % sys.version_info[:2]); "
          "print(sysconfig.get_paths()['include'])"], universal_newlines=True).split("\n")[:2]
+    return tag, include
+
+
+def given_headers(spec):
+    """The version tag ("314") and header folder of a --headers 3.X=DIR, or
+    None after saying why not: the folder's patchlevel.h must be of 3.X."""
+    version, _, include = spec.partition("=")
+    if not re.fullmatch(r"3\.\d+", version) or not include:
+        print("FAILED: --headers takes 3.X=DIR, not %r" % spec)
+        return None
+    try:
+        text = open(os.path.join(include, "patchlevel.h")).read()
+    except OSError as e:
+        print("FAILED: no CPython %s headers in %s (%s)" % (version, include, e.strerror))
+        return None
+    found = re.findall(r"^#define PY_(?:MAJOR|MINOR)_VERSION\s+(\d+)", text, re.M)
+    if ".".join(found) != version:
+        print("FAILED: %s holds the headers of CPython %s, not %s" % (include, ".".join(found), version))
+        return None
+    return version.replace(".", ""), include
+
+
+def windows_headers(tag, include):
+    """The headers copied with the Windows pyconfig.h in place of their own
+    (Python.h includes the one beside it before any include path)."""
     dest = os.path.join(OUT, "cp" + tag, "include")
     shutil.rmtree(dest, ignore_errors=True)
     shutil.copytree(include, dest)
     shutil.copy(os.path.join(HERE, "pyconfig.h"), dest)
-    return tag, dest
+    return dest
 
 
 def build(tag, include):
@@ -88,6 +114,12 @@ def build(tag, include):
     # headers, so that the import library never lacks or outlives one.
     undefined = run([MINGW + "nm", "-u", "--format=just-symbols"] + objs)
     names = sorted({m.group(1) for m in re.finditer(r"^(?:__imp_)?(_?Py\w+)$", undefined or "", re.M)})
+    # A name used without its __imp_ pointer would bind to the code thunk
+    # dlltool makes: right for a function, wrong for data.
+    direct = sorted(set(re.findall(r"^_?Py\w+$", undefined or "", re.M)))
+    if direct:
+        print("FAILED: interpreter names not declared dllimport: " + " ".join(direct))
+        return None
     dll = "python%s.dll" % tag
     deffile, implib = os.path.join(objdir, "python%s.def" % tag), os.path.join(objdir, "libpython%s.a" % tag)
     with open(deffile, "w") as f:
@@ -206,9 +238,27 @@ def write_posix_stubs():
                     "#include_next <%s>\n" % (name, name))
 
 
+def arguments(args):
+    """(--msvc given, [(version tag, header folder, where they came from)]):
+    the interpreters' headers, then the given ones; None for a --headers that
+    names no such headers."""
+    parser = argparse.ArgumentParser(prog="build.py")
+    parser.add_argument("--msvc", action="store_true")
+    parser.add_argument("--headers", action="append", default=[], metavar="3.X=DIR")
+    parser.add_argument("pythons", nargs="*", metavar="PYTHON")
+    a = parser.parse_intermixed_args(args)
+    sources = [interpreter_headers(p) + ("headers of " + p,) for p in a.pythons]
+    for spec in a.headers:
+        found = given_headers(spec)
+        sources.append(found and found + ("headers in " + found[1],))
+    return a.msvc, sources
+
+
 def main(args):
     os.chdir(ROOT)
-    msvc, pythons = "--msvc" in args, [a for a in args if a != "--msvc"]
+    msvc, sources = arguments(args)
+    if not sources or None in sources:
+        return 1
     os.makedirs(OUT, exist_ok=True)
     os.makedirs(DIST, exist_ok=True)
     write_posix_stubs()
@@ -216,9 +266,9 @@ def main(args):
     for old in glob.glob(os.path.join(DIST, "vxrcomn-*-win_amd64.whl")):
         os.remove(old)
     ok = True
-    for python in pythons:
-        tag, include = interpreter_headers(python)
-        print("==== CPython %s.%s for Windows (headers of %s)" % (tag[0], tag[1:], python))
+    for tag, include, origin in sources:
+        include = windows_headers(tag, include)
+        print("==== CPython %s.%s for Windows (%s)" % (tag[0], tag[1:], origin))
         pyd = build(tag, include)
         built = pyd is not None and inspect(pyd, tag)
         built = built and notices_cover(os.path.join(OUT, "cp" + tag, "obj", "link.map"), tag)
@@ -228,7 +278,7 @@ def main(args):
         if msvc:
             print("  sources as MSVC sees them: %s" % ("parse clean" if parsed else "FAILED"))
         ok = ok and built and parsed
-    return 0 if ok and pythons else 1
+    return 0 if ok else 1
 
 
 if __name__ == "__main__":

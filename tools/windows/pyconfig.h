@@ -1,5 +1,5 @@
 /* The settings of the interpreter's own Windows pyconfig.h that its public
-   headers read, for a 64-bit Windows build of CPython 3.9 to 3.13 with the
+   headers read, for a 64-bit Windows build of CPython 3.9 to 3.15 with the
    core in python3X.dll.  It takes the place of the Linux pyconfig.h when the
    module is compiled for Windows here (tools/windows/build.py). */
 #ifndef Py_CONFIG_H
@@ -7,6 +7,15 @@
 
 #if !defined(_WIN64)
 #error "this pyconfig.h describes 64-bit Windows only"
+#endif
+
+/* The default build, whose modules the cp3X wheels hold.  The free-threaded
+   one (another object layout, python3Xt.dll, cp3Xt wheels) is selected by
+   Py_GIL_DISABLED, and from 3.15 on also by Py_TARGET_ABI3T, which makes
+   the headers define it; either must come before Python.h, so before this
+   file. */
+#if defined(Py_GIL_DISABLED) || defined(Py_TARGET_ABI3T)
+#error "Py_GIL_DISABLED or Py_TARGET_ABI3T selects the free-threaded ABI, which these wheels are not for"
 #endif
 
 #define MS_WIN32
@@ -37,6 +46,7 @@
 #define HAVE_LONG_LONG 1
 #define HAVE_WCHAR_H 1
 #define HAVE_USABLE_WCHAR_T 1
+#define SIZEOF_PID_T SIZEOF_INT
 #define DOUBLE_IS_LITTLE_ENDIAN_IEEE754 1
 
 /* No ssize_t here (3.9's Windows pyconfig.h made one, 3.13's does not):
@@ -50,5 +60,6 @@
 #define HAVE_ROUND 1
 #define HAVE_HYPOT 1
 #define WITH_PYMALLOC 1
+#define WITH_MIMALLOC 1 /* 3.13 on: the allocator names of PyMemAllocatorName */
 
 #endif /* Py_CONFIG_H */

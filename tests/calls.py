@@ -14,7 +14,7 @@ import time
 import types
 
 import hostile
-from hostile import Emptying, Fresh, Once, empty_holders, raiser, reaching
+from hostile import Claims, Emptying, Fresh, Once, empty_holders, raiser, reaching
 from conftest import IMPORT_CWD
 
 OD = collections.OrderedDict
@@ -406,6 +406,7 @@ EPC = {
             (False, OD([("id", "'Q1'"), ("p0", 2.0), ("qmx0", 3.0)] + [(n, 0.0) for n in Q_NAMES[4:]]))),
         row(("q", 1, ["Q1", "1"], Q_NAMES, {}, P), (False, OD())),
         row(("g", 1, [":"], [], F, P), (1, 2), glob={"_epc_assign_data_values_common": lambda *args: [1, 2]}),
+        row(("q", 1, Claims(2 ** 62), Q_NAMES, Q_FRMT, P), E(IndexError, "claimed")),   # read up to the claimed length
     ],
     "_pslf_seq_assign_data_values": [
         row(Fresh(lambda: ("g", 1, ["1"], Renaming(), P)), (False, OD(a=1, b=0.0, c="' '", k5=0))),  # keys() per item

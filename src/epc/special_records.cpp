@@ -169,10 +169,10 @@ Ref epc_assign_data_values_qtable(State& st, PyObject* const* a) {
     i1 += 1;
 
     // The points after it, all read before any is converted; an incomplete
-    // last triple is left out.
+    // last triple is left out.  The length the list reports bounds the walk
+    // only: a sequence may claim far more items than it gives.
     Py_ssize_t end = vxr::length(valslist);
     std::vector<Ref> points;
-    if (end > i1) points.reserve(static_cast<size_t>(end - i1));
     for (Py_ssize_t i2 = i1; i2 < end; ++i2) points.push_back(vxr::getindex(valslist, i2));
     for (size_t t = 0; t + 3 <= points.size(); t += 3) {
         double fp = float_or_zero(points[t].get());

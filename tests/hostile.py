@@ -145,6 +145,21 @@ def collecting():
         gc.unfreeze()
 
 
+class Node:
+    def __init__(self, i):
+        self.NI, self.NAME, self.I, self.STAT = i, "'N'", 101, 1
+
+
+def seen_late(count):
+    """Node records of a substation block, each an instance's __dict__ that the collector first sees
+    as it is read (a dict of untracked values is untracked until it gains a tracked one)."""
+    held = []
+    for k, node in enumerate(map(Node, range(count))):
+        held.extend([] for _ in range(k % 3))  # before each, a different number of allocations
+        node.held = held
+        yield vars(node)
+
+
 class Once:  # equal to `text` (hashed as it) once only: each look-up of it answers for itself
     def __init__(self, text):
         self.text, self.answers = text, iter([True])

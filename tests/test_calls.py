@@ -198,18 +198,20 @@ def test_collector(name, workspace):
             assert not isinstance(got, SystemError), (name, r, got)
 
 
-# Up to 3.11 a collection in the module's tuple allocation emptied a list the module was copying
-# from: in a child process, since that crashed.
-COLLECTED = [("_progress_message_format_print", "'H', [tuple(range(30))] * 9, 'tuple', True, None, len", "None")]
+# Up to 3.11 a collection at an allocation of the module emptied what it was copying from: each
+# call in a child process, since that crashed.
+COLLECTED = [("_progress_message_format_print", "'H', [tuple(range(30))] * 9, 'tuple', True, None, len"),
+             ("_print_kora_substation_block_data_as_stored", "{1: {'node': hostile.seen_late(30)}}, len")]
 
 
-@pytest.mark.parametrize("name, args, printed", COLLECTED)
-def test_collected_in_a_child(name, args, printed):
-    code = "import hostile, vxrcomn\nargs = (%s)\nwith hostile.collecting():\n    print(vxrcomn.%s(*args))" % (args, name)
-    path = os.pathsep.join(map(os.path.abspath, [os.path.dirname(__file__), MODULE_DIR, STANDIN]))
+@pytest.mark.parametrize("name, args", COLLECTED)
+def test_collected_in_a_child(name, args):
+    code = ("import hostile, vxrcomn\nargs = (%s)\nwith hostile.collecting():\n    try:\n        vxrcomn.%s(*args)\n"
+            "    except SystemError:\n        raise\n    except Exception:\n        pass" % (args, name))
+    path = os.pathsep.join(map(os.path.abspath, [MODULE_DIR, STANDIN]))
     proc = subprocess.run([sys.executable, "-c", code], env=dict(os.environ, PYTHONPATH=path),
-                          capture_output=True, text=True, timeout=60)
-    assert (proc.returncode, proc.stdout) == (0, printed + "\n"), proc.stderr
+                          cwd=os.path.dirname(__file__), capture_output=True, text=True, timeout=60)
+    assert proc.returncode == 0, proc.stderr
 
 
 def outcome(name, progress):

@@ -52,9 +52,11 @@ Ref epc_check_frmt_dc_bus_rec(State& st, PyObject* const* a) {
 // _epc_assign_data_values_svd
 // ---------------------------------------------------------------------------
 
-// seq[:]
+// seq[:].  An exact list is copied as list() copies it, which reads its items
+// only once the new list is made: the slice reads them after making it, and
+// up to 3.11 that can run a finalizer that empties the list.
 Ref full_slice(PyObject* seq) {
-    if (PyList_CheckExact(seq)) return vxr::check(PyList_GetSlice(seq, 0, PY_SSIZE_T_MAX));
+    if (PyList_CheckExact(seq)) return vxr::check(PySequence_List(seq));
     Ref all = vxr::check(PySlice_New(nullptr, nullptr, nullptr));
     return vxr::getitem(seq, all.get());
 }

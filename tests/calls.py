@@ -152,7 +152,7 @@ RAW = {
         row(("  \"x,\n",), E(Exception, "Error reading line: \"x,", ValueError)),
         row((" , ",), E(IndexError, "string index out of range", None)),
         row(("1,\t,3",), ["1", "3"]),                 # a tab between commas loses the empty item
-        row(("'a,,b', 'c, d'",), ["a,_ifc,b", "c, d"]),  # the rewrite reaches inside quotes
+        row(("',,a,,b', 'c, d'",), [",_ifc,a,_ifc,b", "c, d"]),  # the rewrite reaches inside quotes, from their start
         row(("ab'c,,d'",), ["abc", "_ifc", "d"]),     # a quote inside an item is plain text
         row(("ab#c\nd e",), ["abd", "e"]),            # an item goes on after a comment's line
         row((Stripped("1, 2"),), ["7", "8"]),

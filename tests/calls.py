@@ -24,6 +24,16 @@ IND, IND2 = " " * 5, " " * 9
 ANY = object()
 
 
+def said(operation):  # the running interpreter's own text for an operation that raises
+    try:
+        operation()
+    except Exception as e:
+        return str(e)
+
+
+EXTRA_ARGUMENT = said(lambda: "x" % 1)   # a % given an argument too many (3.15 adds the counts)
+
+
 class E:
     def __init__(self, type, text="", ctx=ANY, own=True):
         self.type, self.text, self.ctx, self.own = type, text, ctx, own
@@ -326,11 +336,10 @@ EPC = {
         row(("bus", 1, S("a,b 'c'"), P), ["a_b", "_c_"]),     # a subclass's commas replaced before the split
         row(("bus", 12, '1 "A B" "C 2', P), [], " Character Data items not specified correctly using double quotes, "
             "uneven number (3) of double quotes found.\n     'BUS' record specified on line 12 ignored.\n"),
-        row(("bus", 1, "1 x\\", P), E(TypeError, "not all arguments converted during string formatting",
-                                      ValueError)),
+        row(("bus", 1, "1 x\\", P), E(TypeError, EXTRA_ARGUMENT, ValueError)),
         row(("bus", 1, LONG, P), shlex.split(LONG)),
         row(("bus", 1, "a,b 'c'", P), ["split", "a_b _c_"], glob={"shlex": types.SimpleNamespace(split=lambda s: ["split", s])}),
-        row(("bus", 1, "a", P), E(TypeError, "not all arguments converted during string formatting", AttributeError),
+        row(("bus", 1, "a", P), E(TypeError, EXTRA_ARGUMENT, AttributeError),
             glob={"shlex": None}),
     ],
     "_epc_assign_data_values_common": [
@@ -389,7 +398,7 @@ EPC = {
         row(("svd", 1, ["1", ":", "0"], {"begin_all": ("ty",)}, SVD_FRMT, P),    # extend looked up first
             E(AttributeError, "'tuple' object has no attribute 'extend'")),
         row(("svd", 1, ["1", ":", "1"], {"begin_all": ["ty"], "ty_012": []}, SVD_FRMT, P), E(KeyError, "'end_all'")),
-        row(("svd", 1, ["5"], {"begin_all": ["n"]}, SVD_FRMT, P), E(ValueError, "'ty' is not in list")),
+        row(("svd", 1, ["5"], {"begin_all": ["n"]}, SVD_FRMT, P), E(ValueError, said(lambda: ["n"].index("ty")))),
     ],
     "_epc_assign_data_values_qtable": [
         row(("qtable", 7, ["Q1", ":", "1", "2", "3", "0", "0.0", "-0", "4", "5", "6"], Q_NAMES, Q_FRMT, P),
@@ -658,7 +667,7 @@ OTHER = {
         row(({"a": 1, "b": ALLOWED}, None), A(a=1, b="a")), row(({"a": 1}, 5), A(a=1)), row(({"a": 1}, "abc"), A(a=1)),
         row((None, {}), E(AttributeError, "'NoneType' object has no attribute 'items'")),
         row(reaching(lambda: (Pairs(Emptying(("a", 1)), ("b", 2)), {})), A(a=1)),   # the listed items emptied
-        row(({"a": {"value": 1, "allowed": None}}, {"a": 2}), E(TypeError, "argument of type 'NoneType' is not iterable")),
+        row(({"a": {"value": 1, "allowed": None}}, {"a": 2}), E(TypeError, said(lambda: 2 in None))),
         row(({"a": {"value": "x", "allowed": "xyz"}}, {"a": 2}), E(TypeError, "~requires string as left operand, not int")),
         row(({5: 1}, {}), E(TypeError, "attribute name must be string, not 'int'")),
         row(({"workdir": "x"}, {"workdir": "a/b"}), A(workdir="a/b")),   # made with its parents

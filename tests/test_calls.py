@@ -22,7 +22,7 @@ import pytest
 
 import hostile
 import vxrcomn
-from calls import ANY, CALLS, DEL, E, Fresh, P, Tap, plain
+from calls import ANY, CALLS, DEL, EXTRA_ARGUMENT, E, Fresh, P, Tap, plain
 from conftest import MODULE_DIR, STANDIN
 from leakcheck import leaks
 
@@ -251,7 +251,7 @@ HUGE_CASES = [  # made only when the test runs: (function, arguments, result or 
     lambda x: ("_split_data_line_text_pslf", (x + "  \u4e2d",), [x, "\u4e2d"]),
     lambda x: ("_get_values_from_data_line_text_pslf", ("bus", 1, '"' + x + ' x" 1', len), [x + " x", "1"]),
     lambda x: ("_get_values_from_data_line_text_pslf", ("bus", 1, x + "\\", len),
-               E(TypeError, "not all arguments converted during string formatting")),
+               E(TypeError, EXTRA_ARGUMENT)),
     lambda x: ("_pslf_seq_assign_data_values", ("bus", 1, [x, x], {"a": {"type": "int"}, "b": {"type": "c"}}, len),
                (True, OD())),
     lambda x: ("_get_sized_string", (x, 12, 2, [x[:3]]), Q + "x" * 13 + Q),

@@ -61,12 +61,8 @@ class Fresh:
         self.make = make
 
 
-class Claims:
-    """Claims `size` items and gives five: a length is no size to allocate."""
-    def __init__(self, size):
-        self.size = size
-    __len__ = lambda self: self.size  # noqa: E731
-    __getitem__ = lambda self, i: ["Q1", ":", "1", "2", "3"][i] if i < 5 else raiser(IndexError, "claimed")()  # noqa
+class Claims(list):  # claims far more items than it gives: a length is no size to allocate
+    __len__ = lambda self: 2 ** 62  # noqa: E731
 
 
 class GrowingDict(dict):
@@ -111,32 +107,28 @@ class ClearingItem(str):
     __eq__, __hash__, strip = map(emptying, (str.__eq__, str.__hash__, str.strip))
 
 
-class Reaper:
-    """Cyclic garbage whose finalizer leaves the next one and empties every list and dict made since
-    collecting() began (the permanent generation hides the older ones from gc.get_objects)."""
+class Reaper:  # cyclic garbage whose finalizer leaves the next one, then empties what collecting() saw made
     __slots__, armed = ("me",), False  # no __dict__ of its own to empty
 
     def __init__(self):
         self.me = self
 
     def __del__(self):
-        if Reaper.armed:
-            Reaper()
-            made = gc.get_objects()
-            for o in made:
-                if type(o) in (list, dict, collections.OrderedDict) and o is not made:
-                    o.clear()
+        made = gc.get_objects() if Reaper.armed and Reaper() else []
+        for o in made:
+            if type(o) in (list, dict, collections.OrderedDict) and o is not made:
+                o.clear()
 
 
 @contextlib.contextmanager
 def collecting():
-    """A collection at nearly every allocation, each emptying what the call made: up to 3.11 one runs
-    wherever the module allocates a tracked object (later ones only where Python code runs)."""
-    threshold = gc.get_threshold()
+    """A collection at nearly every allocation (up to 3.11 wherever a tracked object is made, later
+    where Python code runs), each emptying the lists and dicts made since it began: gc.get_objects
+    leaves out the frozen ones."""
+    threshold, Reaper.armed = gc.get_threshold(), True
     gc.freeze()
-    Reaper.armed = True
-    Reaper()
     gc.set_threshold(1, 1, 1)
+    Reaper()
     try:
         yield
     finally:
@@ -145,18 +137,14 @@ def collecting():
         gc.unfreeze()
 
 
-class Node:
-    def __init__(self, i):
-        self.NI, self.NAME, self.I, self.STAT = i, "'N'", 101, 1
+Node = type("Node", (), {})
 
 
-def seen_late(count):
-    """Node records of a substation block, each an instance's __dict__ that the collector first sees
-    as it is read (a dict of untracked values is untracked until it gains a tracked one)."""
+def seen_late(count):  # node records the collector first sees as each is read: the __dict__ gains a tracked value
     held = []
-    for k, node in enumerate(map(Node, range(count))):
-        held.extend([] for _ in range(k % 3))  # before each, a different number of allocations
-        node.held = held
+    for k in range(count):
+        node, _ = Node(), held.extend([] for _ in range(k % 3))  # before each, more or fewer allocations
+        node.NI, node.NAME, node.I, node.STAT, node.held = k, "'N'", 101, 1, held
         yield vars(node)
 
 
@@ -210,7 +198,7 @@ VALUES = [
     "\U0001f600, 1", "\u4e2d, '\u6587 \U0010ffff'", type("StrSubclass", (str,), {})("7, 8"), OddStr("7, 8"), LiarStr(", 7"),
     UnhashableStr("a"), [], ["1"], [1, None], [LiarStr("x")], (), ("a", "b"), {},
     {"a": {"type": "int", "defval": 0}}, {LiarStr("a"): LiarStr("int")}, collections.OrderedDict(),
-    RaisingMapping(), RaisingIterable(), Claims(2 ** 62),
+    RaisingMapping(), RaisingIterable(), Claims(["Q1", ":", "1"]),
     Fresh(lambda: GrowingDict(a={"type": "int", "defval": 0, "value": 1}, semi={"type": "x", "defval": ""})),
     reaching(lambda: [ClearingItem("1"), ClearingItem(":"), "2", "3", "4"]),
     reaching(lambda: {ClearingItem("a"): {"type": "int", "defval": 0, "value": 1}, "b": {"type": "float"}}),

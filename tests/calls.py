@@ -31,8 +31,8 @@ def said(operation):  # the running interpreter's own text for an operation that
         return str(e)
 
 
-EXTRA_ARGUMENT = said(lambda: "x" % 1)   # a % given an argument too many (3.15 adds the counts)
-PAST_STR, PAST_LIST = said(lambda: ""[0]), said(lambda: [][0])   # an index past the end
+# A % given an argument too many (3.15 adds the counts), and an index past the end.
+EXTRA_ARGUMENT, PAST_STR, PAST_LIST = said(lambda: "x" % 1), said(lambda: ""[0]), said(lambda: [][0])
 
 
 class E:
@@ -58,8 +58,7 @@ def A(**attributes):  # what an option object (_SimpleObject) is compared as
     return ("attrs", attributes)
 
 
-class S(str):
-    """Any str subclass takes the generic paths."""
+S = type("S", (str,), {})  # any str subclass takes the generic paths
 
 
 def stripping(text, stripped):  # a line whose strip() gives `stripped`
@@ -150,10 +149,8 @@ ORDERED = type("Ordered", (OD,), {})
 RAW = {
     "_check_eof_blank_line_kora": [
         row(("@! note\n",), (False, True)), row((None,), E(TypeError, "object of type 'NoneType' has no len()")),
-        row(("",), (True, True)),
-        row(("@!",), (False, True)),
-        row((" @! x\n",), (False, False)),     # a comment starts in the first column
-        row(("1, 2\n",), (False, False)), row((S("@! x\n"),), (False, True)),
+        row(("",), (True, True)), row(("@!",), (False, True)), row(("1, 2\n",), (False, False)),
+        row((" @! x\n",), (False, False)), row((S("@! x\n"),), (False, True)),    # a comment starts in the first column
         row((stripping("x\n", None),), (False, True)), row((stripping("x\n", 0),), (False, True)),   # false: blank
         row((stripping("", None),), (True, True)), row((stripping("1, 2\n", [0]),), (False, False)),
     ],
@@ -211,16 +208,13 @@ RAW = {
         row(("x",), E(ValueError, "not enough values to unpack (expected 3, got 2)"),
             glob={"_split_txtline_to_values_kora_no_check_vlist": lambda line: (1, 2)}),
     ],
-    "_split_txtline_to_values_kora_no_check_00": [row(("1,2",), (False, "1")),
-                                                 row(("x",), (False, 0),
-                                                     glob={"_split_textline_kora": lambda t: [stripping(t, "0")]}),
-                                                 row((b"1",), E(TypeError, "cannot use a string pattern on a bytes-like object")),
-                                                 row((S(" Q"),), (True, "Q"))],
+    "_split_txtline_to_values_kora_no_check_00": [
+        row(("1,2",), (False, "1")), row((S(" Q"),), (True, "Q")),
+        row((b"1",), E(TypeError, "cannot use a string pattern on a bytes-like object")),
+        row(("x",), (False, 0), glob={"_split_textline_kora": lambda t: [stripping(t, "0")]})],
     "_check_zcorec_table_kora": [
-        row((["1", "2.5", "-3.5"],), (True, [1.0, 2.5, -3.5])), row((["1", "x"],), (False, [])),
-        row(((5, 2.5, "  -7.5 "),), (True, [5.0, 2.5, -7.5])),
-        row((None,), E(TypeError, "'NoneType' object is not iterable")),
-    ],
+        row(((5, 2.5, "  -7.5 "),), (True, [5.0, 2.5, -7.5])), row((["1", "x"],), (False, [])),
+        row((None,), E(TypeError, "'NoneType' object is not iterable"))],
     "_list_of_key_value_pairs_to_dict_kora": [
         row((["RATE1=2", "name=x"], FRMT), OD(RATE1=2.0, STAT=1)),
         row((["RATE1"], FRMT), E(IndexError, PAST_LIST)),
@@ -340,8 +334,7 @@ EPC = {
         row(("bus", 1, "1 x\\", P), E(TypeError, EXTRA_ARGUMENT, ValueError)),
         row(("bus", 1, LONG, P), shlex.split(LONG)),
         row(("bus", 1, "a,b 'c'", P), ["split", "a_b _c_"], glob={"shlex": types.SimpleNamespace(split=lambda s: ["split", s])}),
-        row(("bus", 1, "a", P), E(TypeError, EXTRA_ARGUMENT, AttributeError),
-            glob={"shlex": None}),
+        row(("bus", 1, "a", P), E(TypeError, EXTRA_ARGUMENT, AttributeError), glob={"shlex": None}),
     ],
     "_epc_assign_data_values_common": [
         row(("bus", 7, {"a": "12", "b": "1.5", "c": "BUS 1"}, FB, P), (False, OD(a=12, b=1.5, c="'BUS 1'"))),
@@ -352,7 +345,6 @@ EPC = {
         row(("bus", 7, OD(a="1", c="x"), dict(F), P), (False, OD(a=1, semi="' '", b=0.0, c="'x'"))),
         row(("bus", 7, {1: "x"}, {1: {"type": "int"}}, P), E(TypeError, "can only concatenate str (not \"int\") to str",
                                                            ValueError)),  # the name is no str
-        row(("bus", 7, {"c": "BUS"}, FB, P), (False, OD(a=0, b=0.0, c='"BUS"')), glob={"_WRAP_CHAR": '"'}),
         row(("bus", 7, {"c": "BUS"}, FB, P), (False, OD(a=0, b=0.0, c="BUS")), glob={"_WRAP_CHAR": ""}),
         row(("bus", 7, {"c": "BUS"}, FB, P), (False, OD(a=0, b=0.0, c="5BUS5")), glob={"_WRAP_CHAR": 5}),
         row(reaching(lambda: ("g", 1, {"a": "1", "b": "2"}, Pairs(Emptying(("a", {"type": "int"})),
@@ -517,7 +509,7 @@ OTHER = {
     "_convert_float_to_string": [
         row((float("inf"),), "inf"), row(("abc",), E(ValueError, "Unknown format code 'g' for object of type 'str'")),
         row((None,), E(TypeError, "unsupported format string passed to NoneType.__format__")),
-        row((5,), "5.0"), row((-0.0,), "-0.0"), row((1e20,), "1e+20"), row((True,), "1.0"), row((2 ** 70,), "1.18059e+21"),
+        row((True,), "1.0"),
         row(Fresh(lambda: (Formats(),)), "x"),              # formatted a second time after the float test
         row(Fresh(lambda: (Formats(fail=2),)), E(LookupError, "", ValueError)),
     ],
@@ -546,8 +538,7 @@ OTHER = {
     "_progress_message_format_print": [
         row((" H\n", [(1, "a"), (22, "'bb'")], "tuple", True, None, P), None,
             IND + " H\n" + IND2 + "(1, 'a')  , (22, 'bb')\n", "\n"),
-        row(("H", [], "tuple", True, None, P), E(ValueError, re.compile(r"max\(\) (arg is an empty sequence|"
-                                                                        r"iterable argument is empty)"))),
+        row(("H", [], "tuple", True, None, P), E(ValueError, said(lambda: max([])))),
         row((" 3 items.\n", [1, 2, 3], "int"), None, kw={"fmtsz": 6}, out=IND + " 3 items.\n" + IND2 +
             "     1,      2,      3\n\n"),
         layout([], "int", None, " " * 7 + "\n"),                 # 9 blanks less the cut ", "
@@ -563,7 +554,7 @@ OTHER = {
         row(("H\n", None, None, 0), None, out=IND + "H\n\n"),
         row(("H\n", [("ab", 1)], "tuple", True, None, P), None, IND + "H\n" + IND2 + "('AB', 1)\n", "\n",
             glob={"_get_unwrapped_string": str.upper}),
-        row(("H", [1], "int"), E(ValueError, re.compile("Invalid format specifier.*"))),   # fmtsz None; 3.11 says more
+        row(("H", [1], "int"), E(ValueError, said(lambda: "{0:{1}d}".format(1, None)))),   # fmtsz None
         row((5, [1], "int", True, 3), E(TypeError, "can only concatenate str (not \"int\") to str")),
         row(("H", [1], "tuple"), E(TypeError, "'int' object is not iterable")),
         row(("H", ["x"], "int", True, 3), E(ValueError, "Unknown format code 'd' for object of type 'str'")),
@@ -572,22 +563,18 @@ OTHER = {
     "_recgrp_name_prgmsg": [
         row(("switched shunt", P), None, " ------------- Reading KORA record group: Switched Shunt\n"),
         row(("bus", None), E(TypeError, "'NoneType' object is not callable")),
-        row(("FIXED shunt", P), None, " ------------- Reading KORA record group: Fixed Shunt\n"),
         row((5, print), E(AttributeError, "'int' object has no attribute 'title'")),
     ],
     "_recgrp_name_prgmsg_numrecs": [
-        row((3, P), None, "      3 records\n"),
+        row((3, P), None, "      3 records\n"), row((3, None), E(TypeError, "'NoneType' object is not callable")),
         row((1.0, P), E(ValueError, "Unknown format code 'd' for object of type 'float'")),   # equal to 1, but not "d"
-        row((1, P), None, "      1 record\n"), row((True, P), None, "      1 record\n"),
-        row((0, P), None, "      0 records\n"), row(("1", P), E(ValueError, "Unknown format code 'd' for object of type 'str'")),
-        row((3, None), E(TypeError, "'NoneType' object is not callable")),
+        row((1, P), None, "      1 record\n"), row((True, P), None, "      1 record\n"), row((0, P), None, "      0 records\n"),
     ],
     "_print_dict": [
         row(("T", {1: "a", 1000: [1]}, P), None, IND + "T\n" + IND2 + "1    : a\n" + IND2 + "1000 : [1]\n"),
         row(("T", [1]), E(AttributeError, "'list' object has no attribute 'keys'")),
         row(("T", {"a": 1}, P), None, "#T\n #   a : 1\n", glob={"_PRG_INDENT": "#"}),
         row((5, {}), E(TypeError, "can only concatenate str (not \"int\") to str")),
-        row(("T", {"a": 1}, 5), E(TypeError, "'int' object is not callable")),
         row(("T", Pairs(("a", 1, 2))), E(ValueError, "too many values to unpack (expected 2)")),
         row(("T", Pairs(("a", 1), ("bbb", 2)), P), None, IND + "T\n" + IND2 + "a   : 1\n" + IND2 + "bbb : 2\n"),
         row(reaching(lambda: ("T", Pairs(Emptying(("k", 1)), ("j", 2)), P)), None, IND + "T\n" + IND2 + "k : 1\n"),
@@ -598,16 +585,12 @@ OTHER = {
             files={"out.txt": ""}),                                  # opened before the listing failed
         row(("T", {1: "a", 22: 0.5}, "file"), None, files={"file": LISTED}),   # truncated
         row(("T", {}, "folder"), E(IsADirectoryError, "[Errno 21] Is a directory: 'folder'")),
-        row(("T", {}, "file/x"), E(NotADirectoryError, "[Errno 20] Not a directory: 'file/x'")),
-        row(("T", {}, "n" * 300), E(OSError, "~File name too long")),
         row(("T", {}, "missing/f"), E(FileNotFoundError, "[Errno 2] No such file or directory: 'missing/f'")),
         row(("T", {}, "out.txt"), None, glob={"_print_dict": lambda prgmsg, dictnam, write: write("x")}),
     ],
     "_file_PNX": [
         row(("C:/d/Case.EPC",), ("C:/d", "Case.EPC", "Case", ".EPC", ".epc")),
         row((5,), E(TypeError, "expected str, bytes or os.PathLike object, not int")),
-        row(("case.raw",), ("", "case.raw", "case", ".raw", ".raw")), row(("noext",), ("", "noext", "noext", "", "")),
-        row(("a.b.RAW",), ("", "a.b.RAW", "a.b", ".RAW", ".raw")), row(("dir/",), ("dir", "", "", "", "")),
         row((b"x/y.Z",), (b"x", b"y.Z", b"y", b".Z", b".z")),
     ],
     "_get_file_name": [
@@ -616,18 +599,15 @@ OTHER = {
         row(("D:/in/Case.EPC",), os.path.join(IMPORT_CWD, "new_Case.txt"), kw={"prefix": "new_"}),
         row(("Case.EPC",), os.path.join(IMPORT_CWD, "Caseraw.raw"), kw={"extn": "raw"}),     # doubled
         row(("Case.EPC",), os.path.join(IMPORT_CWD, "Case.RAW"), kw={"extn": " .RAW "}),
-        row(("Case", "p_", "_s", ".log", "/out"), "/out/p_Case_s.log"),
-        row(("a", "", "", None), E(AttributeError, "'NoneType' object has no attribute 'strip'")),
         row((), E(TypeError, "~missing required argument 'basfnam' (pos 1)")),
         row(("a", "b", "c", "d", "e", "f"), E(TypeError, "~takes at most 5 arguments (6 given)")),
         row(("a",), E(TypeError, "~given by name ('basfnam') and position (1)"), kw={"basfnam": "b"}),
     ],
     "_validate_file_extension": [
-        row(("Case.RAW", ".raw"), "Case.RAW"),              # its own letter case kept
+        row(("Case.RAW", ".raw"), "Case.RAW"), row(("Case.txt", ".raw"), "Case.raw"),   # its own letter case kept
         row(("a", None), E(AttributeError, "'NoneType' object has no attribute 'strip'")),
-        row(("Case.txt", ".raw"), "Case.raw"),
-        row(("Case.RAW", "raw"), "Caseraw.raw"),            # doubled, then replaced
-        row(("d/Case", " .RAW"), "d/Case.raw"), row(("a", ""), E(IndexError, PAST_STR)),
+        row(("Case.RAW", "raw"), "Caseraw.raw"), row(("d/Case", " .RAW"), "d/Case.raw"),   # doubled, then replaced
+        row(("a", ""), E(IndexError, PAST_STR)),
         row((None, ".raw"), E(TypeError, "expected str, bytes or os.PathLike object, not NoneType")),
     ],
     "_get_unique_tmp_file_name": [

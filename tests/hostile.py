@@ -72,13 +72,13 @@ class GrowingDict(dict):
     __getitem__, __contains__, keys, items = map(_grow, (dict.__getitem__, dict.__contains__, dict.keys, dict.items))
 
 
-def empty_holders(obj):
-    """Empties every list and dict holding obj, the caller's and the module's own, found through gc in
-    the young generations: where what a call makes stays when reaching() made its arguments."""
-    young = gc.get_objects(0) + gc.get_objects(1)
-    for o in young:
-        if type(o) in (list, dict, collections.OrderedDict) and o is not young and any(
-                x is obj for x in (list(o) + list(o.values()) if isinstance(o, dict) else o)):
+def empty_holders(obj, objects=None):
+    """Empties every list and dict holding obj (or any, for None) among objects, by default those found
+    through gc in the young generations: where what a call makes stays when reaching() made its arguments."""
+    objects = gc.get_objects(0) + gc.get_objects(1) if objects is None else objects
+    for o in objects:
+        if type(o) in (list, dict, collections.OrderedDict) and o is not objects and (obj is None or any(
+                x is obj for x in (list(o) + list(o.values()) if isinstance(o, dict) else o))):
             o.clear()
 
 
@@ -109,22 +109,14 @@ class ClearingItem(str):
 
 class Reaper:  # cyclic garbage whose finalizer leaves the next one, then empties what collecting() saw made
     __slots__, armed = ("me",), False  # no __dict__ of its own to empty
-
-    def __init__(self):
-        self.me = self
-
-    def __del__(self):
-        made = gc.get_objects() if Reaper.armed and Reaper() else []
-        for o in made:
-            if type(o) in (list, dict, collections.OrderedDict) and o is not made:
-                o.clear()
+    __init__ = lambda self: setattr(self, "me", self)  # noqa: E731
+    __del__ = lambda self: Reaper.armed and Reaper() and empty_holders(None, gc.get_objects())  # noqa: E731
 
 
 @contextlib.contextmanager
 def collecting():
-    """A collection at nearly every allocation (up to 3.11 wherever a tracked object is made, later
-    where Python code runs), each emptying the lists and dicts made since it began: gc.get_objects
-    leaves out the frozen ones."""
+    """A collection at nearly every allocation (up to 3.11 wherever a tracked object is made, later where
+    Python code runs), each emptying the lists and dicts made since (gc.get_objects skips the frozen)."""
     threshold, Reaper.armed = gc.get_threshold(), True
     gc.freeze()
     gc.set_threshold(1, 1, 1)

@@ -4,6 +4,7 @@ import collections
 import contextlib
 import gc
 import operator
+import sys
 from unittest import mock
 
 import vxrcomn
@@ -108,23 +109,24 @@ class ClearingItem(str):
 
 
 class Reaper:  # cyclic garbage whose finalizer leaves the next one, then empties what collecting() saw made
-    __slots__, armed = ("me",), False  # no __dict__ of its own to empty
+    __slots__, armed, frame = ("me",), False, None  # no __dict__ of its own to empty
     __init__ = lambda self: setattr(self, "me", self)  # noqa: E731
-    __del__ = lambda self: Reaper.armed and Reaper() and empty_holders(None, gc.get_objects())  # noqa: E731
+    __del__ = lambda self: Reaper.armed and Reaper() and sys._getframe(1) is Reaper.frame and empty_holders(  # noqa
+        None, gc.get_objects())  # the lists and dicts made since collecting() began: it froze the others
 
 
 @contextlib.contextmanager
 def collecting():
-    """A collection at nearly every allocation (up to 3.11 wherever a tracked object is made, later where
-    Python code runs), each emptying the lists and dicts made since (gc.get_objects skips the frozen)."""
-    threshold, Reaper.armed = gc.get_threshold(), True
+    """A collection at nearly every allocation, emptying what was made since when it runs for the with
+    statement's frame: up to 3.11 in the C code it calls (Python code is spared: its list slicing is not)."""
+    threshold, Reaper.armed, Reaper.frame = gc.get_threshold(), True, sys._getframe(2)
     gc.freeze()
     gc.set_threshold(1, 1, 1)
     Reaper()
     try:
         yield
     finally:
-        Reaper.armed = False
+        Reaper.armed, Reaper.frame = False, None
         gc.set_threshold(*threshold)
         gc.unfreeze()
 

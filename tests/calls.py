@@ -14,7 +14,7 @@ import time
 import types
 
 import hostile
-from hostile import Emptying, Fresh, Once, empty_holders, raiser, reaching
+from hostile import Claims, Emptying, Fresh, Once, empty_holders, raiser, reaching
 from conftest import IMPORT_CWD
 
 OD = collections.OrderedDict
@@ -22,6 +22,17 @@ P = object()
 DEL = object()
 IND, IND2 = " " * 5, " " * 9
 ANY = object()
+
+
+def said(operation):  # the running interpreter's own text for an operation that raises
+    try:
+        operation()
+    except Exception as e:
+        return str(e)
+
+
+# A % given an argument too many (3.15 adds the counts), and an index past the end.
+EXTRA_ARGUMENT, PAST_STR, PAST_LIST = said(lambda: "x" % 1), said(lambda: ""[0]), said(lambda: [][0])
 
 
 class E:
@@ -47,8 +58,7 @@ def A(**attributes):  # what an option object (_SimpleObject) is compared as
     return ("attrs", attributes)
 
 
-class S(str):
-    """Any str subclass takes the generic paths."""
+S = type("S", (str,), {})  # any str subclass takes the generic paths
 
 
 def stripping(text, stripped):  # a line whose strip() gives `stripped`
@@ -139,10 +149,8 @@ ORDERED = type("Ordered", (OD,), {})
 RAW = {
     "_check_eof_blank_line_kora": [
         row(("@! note\n",), (False, True)), row((None,), E(TypeError, "object of type 'NoneType' has no len()")),
-        row(("",), (True, True)),
-        row(("@!",), (False, True)),
-        row((" @! x\n",), (False, False)),     # a comment starts in the first column
-        row(("1, 2\n",), (False, False)), row((S("@! x\n"),), (False, True)),
+        row(("",), (True, True)), row(("@!",), (False, True)), row(("1, 2\n",), (False, False)),
+        row((" @! x\n",), (False, False)), row((S("@! x\n"),), (False, True)),    # a comment starts in the first column
         row((stripping("x\n", None),), (False, True)), row((stripping("x\n", 0),), (False, True)),   # false: blank
         row((stripping("", None),), (True, True)), row((stripping("1, 2\n", [0]),), (False, False)),
     ],
@@ -150,9 +158,9 @@ RAW = {
         row(("1, 'BUS A', ,, 2.5 # c",), ["1", "BUS A", "_ifc", "_ifc", "2.5"]),
         row(("1 'ABC",), E(Exception, "Error reading line: 1 'ABC", ValueError)),
         row(("  \"x,\n",), E(Exception, "Error reading line: \"x,", ValueError)),
-        row((" , ",), E(IndexError, "string index out of range", None)),
+        row((" , ",), E(IndexError, PAST_STR, None)),
         row(("1,\t,3",), ["1", "3"]),                 # a tab between commas loses the empty item
-        row(("'a,,b', 'c, d'",), ["a,_ifc,b", "c, d"]),  # the rewrite reaches inside quotes
+        row(("',,a,,b', 'c, d'",), [",_ifc,a,_ifc,b", "c, d"]),  # the rewrite reaches inside quotes, from their start
         row(("ab'c,,d'",), ["abc", "_ifc", "d"]),     # a quote inside an item is plain text
         row(("ab#c\nd e",), ["abd", "e"]),            # an item goes on after a comment's line
         row((Stripped("1, 2"),), ["7", "8"]),
@@ -195,24 +203,21 @@ RAW = {
         row((" q ",), (True, " q ", (" q ",)), glob={"_split_textline_kora": lambda line: (line,)}),
     ],
     "_split_txtline_to_values_kora_no_check": [
-        row(("Q",), (True, "Q")), row((",",), E(IndexError, "string index out of range")),
+        row(("Q",), (True, "Q")), row((",",), E(IndexError, PAST_STR)),
         row(("x",), (1, 2), glob={"_split_txtline_to_values_kora_no_check_vlist": lambda line: iter((1, 2, 3))}),
         row(("x",), E(ValueError, "not enough values to unpack (expected 3, got 2)"),
             glob={"_split_txtline_to_values_kora_no_check_vlist": lambda line: (1, 2)}),
     ],
-    "_split_txtline_to_values_kora_no_check_00": [row(("1,2",), (False, "1")),
-                                                 row(("x",), (False, 0),
-                                                     glob={"_split_textline_kora": lambda t: [stripping(t, "0")]}),
-                                                 row((b"1",), E(TypeError, "cannot use a string pattern on a bytes-like object")),
-                                                 row((S(" Q"),), (True, "Q"))],
+    "_split_txtline_to_values_kora_no_check_00": [
+        row(("1,2",), (False, "1")), row((S(" Q"),), (True, "Q")),
+        row((b"1",), E(TypeError, "cannot use a string pattern on a bytes-like object")),
+        row(("x",), (False, 0), glob={"_split_textline_kora": lambda t: [stripping(t, "0")]})],
     "_check_zcorec_table_kora": [
-        row((["1", "2.5", "-3.5"],), (True, [1.0, 2.5, -3.5])), row((["1", "x"],), (False, [])),
-        row(((5, 2.5, "  -7.5 "),), (True, [5.0, 2.5, -7.5])),
-        row((None,), E(TypeError, "'NoneType' object is not iterable")),
-    ],
+        row(((5, 2.5, "  -7.5 "),), (True, [5.0, 2.5, -7.5])), row((["1", "x"],), (False, [])),
+        row((None,), E(TypeError, "'NoneType' object is not iterable"))],
     "_list_of_key_value_pairs_to_dict_kora": [
         row((["RATE1=2", "name=x"], FRMT), OD(RATE1=2.0, STAT=1)),
-        row((["RATE1"], FRMT), E(IndexError, "list index out of range")),
+        row((["RATE1"], FRMT), E(IndexError, PAST_LIST)),
         row((["NUM=3", "NAME=X"], UNTYPED), OD(NUM=3, NAME=3)),     # an untyped field takes the previous value
         row((["NAME=X"], dict(reversed(UNTYPED.items()))), E(UnboundLocalError, "local variable 'v' referenced "
                                                                              "before assignment")),
@@ -234,7 +239,7 @@ RAW = {
             record_error("Rating", "RATING number '_ifc' not recognized", "x")),
         row(("rating", ["2", "N", "D", "extra"], OD(RATING), "", P), (2, OD(NUM=2, NAME="N", DESC="D"))),
         row(("rating", ["3", "_ifc", "_ifc"], RATING, "", P), (3, OD(NUM=3, NAME="_ifc", DESC="_ifc"))),
-        row(("r", ["1"], {"A": {}, "B": {}}, "", P), E(IndexError, "list index out of range")),
+        row(("r", ["1"], {"A": {}, "B": {}}, "", P), E(IndexError, PAST_LIST)),
         row(("r", ["A"], RATING, "", raiser(KeyError, "log closed")), E(KeyError, "'log closed'", ValueError)),
         row(reaching(lambda: ("rating", [Emptying("5")], RATING, "", P)), (5, OD(NUM=5, NAME="", DESC="none"))),
     ],
@@ -326,12 +331,10 @@ EPC = {
         row(("bus", 1, S("a,b 'c'"), P), ["a_b", "_c_"]),     # a subclass's commas replaced before the split
         row(("bus", 12, '1 "A B" "C 2', P), [], " Character Data items not specified correctly using double quotes, "
             "uneven number (3) of double quotes found.\n     'BUS' record specified on line 12 ignored.\n"),
-        row(("bus", 1, "1 x\\", P), E(TypeError, "not all arguments converted during string formatting",
-                                      ValueError)),
+        row(("bus", 1, "1 x\\", P), E(TypeError, EXTRA_ARGUMENT, ValueError)),
         row(("bus", 1, LONG, P), shlex.split(LONG)),
         row(("bus", 1, "a,b 'c'", P), ["split", "a_b _c_"], glob={"shlex": types.SimpleNamespace(split=lambda s: ["split", s])}),
-        row(("bus", 1, "a", P), E(TypeError, "not all arguments converted during string formatting", AttributeError),
-            glob={"shlex": None}),
+        row(("bus", 1, "a", P), E(TypeError, EXTRA_ARGUMENT, AttributeError), glob={"shlex": None}),
     ],
     "_epc_assign_data_values_common": [
         row(("bus", 7, {"a": "12", "b": "1.5", "c": "BUS 1"}, FB, P), (False, OD(a=12, b=1.5, c="'BUS 1'"))),
@@ -342,7 +345,6 @@ EPC = {
         row(("bus", 7, OD(a="1", c="x"), dict(F), P), (False, OD(a=1, semi="' '", b=0.0, c="'x'"))),
         row(("bus", 7, {1: "x"}, {1: {"type": "int"}}, P), E(TypeError, "can only concatenate str (not \"int\") to str",
                                                            ValueError)),  # the name is no str
-        row(("bus", 7, {"c": "BUS"}, FB, P), (False, OD(a=0, b=0.0, c='"BUS"')), glob={"_WRAP_CHAR": '"'}),
         row(("bus", 7, {"c": "BUS"}, FB, P), (False, OD(a=0, b=0.0, c="BUS")), glob={"_WRAP_CHAR": ""}),
         row(("bus", 7, {"c": "BUS"}, FB, P), (False, OD(a=0, b=0.0, c="5BUS5")), glob={"_WRAP_CHAR": 5}),
         row(reaching(lambda: ("g", 1, {"a": "1", "b": "2"}, Pairs(Emptying(("a", {"type": "int"})),
@@ -389,7 +391,7 @@ EPC = {
         row(("svd", 1, ["1", ":", "0"], {"begin_all": ("ty",)}, SVD_FRMT, P),    # extend looked up first
             E(AttributeError, "'tuple' object has no attribute 'extend'")),
         row(("svd", 1, ["1", ":", "1"], {"begin_all": ["ty"], "ty_012": []}, SVD_FRMT, P), E(KeyError, "'end_all'")),
-        row(("svd", 1, ["5"], {"begin_all": ["n"]}, SVD_FRMT, P), E(ValueError, "'ty' is not in list")),
+        row(("svd", 1, ["5"], {"begin_all": ["n"]}, SVD_FRMT, P), E(ValueError, said(lambda: ["n"].index("ty")))),
     ],
     "_epc_assign_data_values_qtable": [
         row(("qtable", 7, ["Q1", ":", "1", "2", "3", "0", "0.0", "-0", "4", "5", "6"], Q_NAMES, Q_FRMT, P),
@@ -406,12 +408,13 @@ EPC = {
             (False, OD([("id", "'Q1'"), ("p0", 2.0), ("qmx0", 3.0)] + [(n, 0.0) for n in Q_NAMES[4:]]))),
         row(("q", 1, ["Q1", "1"], Q_NAMES, {}, P), (False, OD())),
         row(("g", 1, [":"], [], F, P), (1, 2), glob={"_epc_assign_data_values_common": lambda *args: [1, 2]}),
+        row(("q", 1, Claims(["Q1", ":", "1", "2"]), Q_NAMES, Q_FRMT, P), E(IndexError)),   # read up to the length claimed
     ],
     "_pslf_seq_assign_data_values": [
         row(Fresh(lambda: ("g", 1, ["1"], Renaming(), P)), (False, OD(a=1, b=0.0, c="' '", k5=0))),  # keys() per item
         row(Fresh(lambda: ("g", 1, [], Renaming(), P)), (False, OD(a=0, b=0.0, c="' '", k6=0))),
         row(Fresh(lambda: ("g", 1, ["1", "2", "x", "4"], Renaming(), P)), (False, OD(a=1, b=2.0, c="'x'", k1=4))),
-        row(Fresh(lambda: ("g", 1, [], shrinking(), P)), E(IndexError, "list index out of range")),   # listed afresh
+        row(Fresh(lambda: ("g", 1, [], shrinking(), P)), E(IndexError, PAST_LIST)),   # listed afresh
         row(("bus", 7, ["1", ":", "2", "X"], SEQ, P), (False, OD(a=1, b=2, c="'X'"))),
         row(("bus", 7, ["1.0", ":", "2", "X", "9"], SEQ, P), (True, OD()), epc_bad("Integer", "a", "1.0")),
         row(("bus", 7, ["1"], SEQ, P), (False, OD(a=1, semi=0.0, b=0, c="' '"))),   # defaults include the separator
@@ -449,13 +452,6 @@ TwiceKeyed = type("TwiceKeyed", (), {"keys": lambda self: ["IS", "IS"], "__getit
 Declared = type("Declared", (dict,), {"__getitem__": lambda self, key: raiser(LookupError, key)()})
 
 
-def wrap_rows(wrap, instr, wrapped, unwrapped):
-    return (row((instr,), wrapped, glob={"_WRAP_PRNT": wrap}), row((instr,), unwrapped, glob={"_WRAP_PRNT": wrap}))
-
-
-WRAPS = [wrap_rows("'", "", "''", ""), wrap_rows("'", "'ABC'", "'ABC'", "ABC"),      # never quoted twice
-         wrap_rows("'", "O'HARA", "O'HARA", "OHARA"), wrap_rows('"', "it's", '"it\'s"', "it's"),
-         wrap_rows("", "ABC", "ABC", "ABC")]                                   # no quote character: nothing added
 ALLOWED = {"value": "a", "allowed": ["a", "b"]}
 VERSIONS = {"value": 34, "allowed": [34, 33]}
 NOT_ALLOWED = " " * 6 + "KORA version {} specified. Allowed versions:34,33,32, Set version to 34\n\n"
@@ -513,18 +509,18 @@ OTHER = {
     "_convert_float_to_string": [
         row((float("inf"),), "inf"), row(("abc",), E(ValueError, "Unknown format code 'g' for object of type 'str'")),
         row((None,), E(TypeError, "unsupported format string passed to NoneType.__format__")),
-        row((5,), "5.0"), row((-0.0,), "-0.0"), row((1e20,), "1e+20"), row((True,), "1.0"), row((2 ** 70,), "1.18059e+21"),
+        row((True,), "1.0"),
         row(Fresh(lambda: (Formats(),)), "x"),              # formatted a second time after the float test
         row(Fresh(lambda: (Formats(fail=2),)), E(LookupError, "", ValueError)),
     ],
     "_get_wrapped_string": [row(("ABC",), "'ABC'"), row(("O'HARA",), "O'HARA"),   # holding the quote: left as it is
                             row((5,), E(AttributeError, "'int' object has no attribute 'find'")),
-                            row((S("A"),), "'A'")] + [w for w, _ in WRAPS],
+                            row((S("A"),), "'A'")],
     "_get_unwrapped_string": [row(("'A'B'",), "AB"), row((b"'a'",), E(TypeError, "~a bytes-like object is required")),
                               row((5,), E(AttributeError, "'int' object has no attribute 'replace'"),
                                   glob={"_WRAP_PRNT": DEL}),              # instr.replace looked up first
                               row(("a",), E(NameError, "name '_WRAP_PRNT' is not defined"), glob={"_WRAP_PRNT": DEL}),
-                              row((None,), ""), row((S("'A'"),), "A")] + [u for _, u in WRAPS],
+                              row((None,), ""), row((S("'A'"),), "A")],
     "_get_sized_string": [
         row((5, 2), E(AttributeError, "'int' object has no attribute 'replace'"), glob={"_WRAP_PRNT": DEL}),
         row(("'BUS 1'", 8, 2, [12, "'x'"]), "'BUS 1 12x'"),
@@ -542,8 +538,7 @@ OTHER = {
     "_progress_message_format_print": [
         row((" H\n", [(1, "a"), (22, "'bb'")], "tuple", True, None, P), None,
             IND + " H\n" + IND2 + "(1, 'a')  , (22, 'bb')\n", "\n"),
-        row(("H", [], "tuple", True, None, P), E(ValueError, re.compile(r"max\(\) (arg is an empty sequence|"
-                                                                        r"iterable argument is empty)"))),
+        row(("H", [], "tuple", True, None, P), E(ValueError, said(lambda: max([])))),
         row((" 3 items.\n", [1, 2, 3], "int"), None, kw={"fmtsz": 6}, out=IND + " 3 items.\n" + IND2 +
             "     1,      2,      3\n\n"),
         layout([], "int", None, " " * 7 + "\n"),                 # 9 blanks less the cut ", "
@@ -559,7 +554,7 @@ OTHER = {
         row(("H\n", None, None, 0), None, out=IND + "H\n\n"),
         row(("H\n", [("ab", 1)], "tuple", True, None, P), None, IND + "H\n" + IND2 + "('AB', 1)\n", "\n",
             glob={"_get_unwrapped_string": str.upper}),
-        row(("H", [1], "int"), E(ValueError, re.compile("Invalid format specifier.*"))),   # fmtsz None; 3.11 says more
+        row(("H", [1], "int"), E(ValueError, said(lambda: "{0:{1}d}".format(1, None)))),   # fmtsz None
         row((5, [1], "int", True, 3), E(TypeError, "can only concatenate str (not \"int\") to str")),
         row(("H", [1], "tuple"), E(TypeError, "'int' object is not iterable")),
         row(("H", ["x"], "int", True, 3), E(ValueError, "Unknown format code 'd' for object of type 'str'")),
@@ -568,22 +563,18 @@ OTHER = {
     "_recgrp_name_prgmsg": [
         row(("switched shunt", P), None, " ------------- Reading KORA record group: Switched Shunt\n"),
         row(("bus", None), E(TypeError, "'NoneType' object is not callable")),
-        row(("FIXED shunt", P), None, " ------------- Reading KORA record group: Fixed Shunt\n"),
         row((5, print), E(AttributeError, "'int' object has no attribute 'title'")),
     ],
     "_recgrp_name_prgmsg_numrecs": [
-        row((3, P), None, "      3 records\n"),
+        row((3, P), None, "      3 records\n"), row((3, None), E(TypeError, "'NoneType' object is not callable")),
         row((1.0, P), E(ValueError, "Unknown format code 'd' for object of type 'float'")),   # equal to 1, but not "d"
-        row((1, P), None, "      1 record\n"), row((True, P), None, "      1 record\n"),
-        row((0, P), None, "      0 records\n"), row(("1", P), E(ValueError, "Unknown format code 'd' for object of type 'str'")),
-        row((3, None), E(TypeError, "'NoneType' object is not callable")),
+        row((1, P), None, "      1 record\n"), row((True, P), None, "      1 record\n"), row((0, P), None, "      0 records\n"),
     ],
     "_print_dict": [
         row(("T", {1: "a", 1000: [1]}, P), None, IND + "T\n" + IND2 + "1    : a\n" + IND2 + "1000 : [1]\n"),
         row(("T", [1]), E(AttributeError, "'list' object has no attribute 'keys'")),
         row(("T", {"a": 1}, P), None, "#T\n #   a : 1\n", glob={"_PRG_INDENT": "#"}),
         row((5, {}), E(TypeError, "can only concatenate str (not \"int\") to str")),
-        row(("T", {"a": 1}, 5), E(TypeError, "'int' object is not callable")),
         row(("T", Pairs(("a", 1, 2))), E(ValueError, "too many values to unpack (expected 2)")),
         row(("T", Pairs(("a", 1), ("bbb", 2)), P), None, IND + "T\n" + IND2 + "a   : 1\n" + IND2 + "bbb : 2\n"),
         row(reaching(lambda: ("T", Pairs(Emptying(("k", 1)), ("j", 2)), P)), None, IND + "T\n" + IND2 + "k : 1\n"),
@@ -594,36 +585,29 @@ OTHER = {
             files={"out.txt": ""}),                                  # opened before the listing failed
         row(("T", {1: "a", 22: 0.5}, "file"), None, files={"file": LISTED}),   # truncated
         row(("T", {}, "folder"), E(IsADirectoryError, "[Errno 21] Is a directory: 'folder'")),
-        row(("T", {}, "file/x"), E(NotADirectoryError, "[Errno 20] Not a directory: 'file/x'")),
-        row(("T", {}, "n" * 300), E(OSError, "~File name too long")),
         row(("T", {}, "missing/f"), E(FileNotFoundError, "[Errno 2] No such file or directory: 'missing/f'")),
         row(("T", {}, "out.txt"), None, glob={"_print_dict": lambda prgmsg, dictnam, write: write("x")}),
     ],
     "_file_PNX": [
         row(("C:/d/Case.EPC",), ("C:/d", "Case.EPC", "Case", ".EPC", ".epc")),
         row((5,), E(TypeError, "expected str, bytes or os.PathLike object, not int")),
-        row(("case.raw",), ("", "case.raw", "case", ".raw", ".raw")), row(("noext",), ("", "noext", "noext", "", "")),
-        row(("a.b.RAW",), ("", "a.b.RAW", "a.b", ".RAW", ".raw")), row(("dir/",), ("dir", "", "", "", "")),
         row((b"x/y.Z",), (b"x", b"y.Z", b"y", b".Z", b".z")),
     ],
     "_get_file_name": [
         row(("D:/in/Case.EPC", "new_", "_x", "raw", "/out"), "/out/new_Case_xraw.raw"),
-        row(("a", "", "", ""), E(IndexError, "string index out of range")),
+        row(("a", "", "", ""), E(IndexError, PAST_STR)),
         row(("D:/in/Case.EPC",), os.path.join(IMPORT_CWD, "new_Case.txt"), kw={"prefix": "new_"}),
         row(("Case.EPC",), os.path.join(IMPORT_CWD, "Caseraw.raw"), kw={"extn": "raw"}),     # doubled
         row(("Case.EPC",), os.path.join(IMPORT_CWD, "Case.RAW"), kw={"extn": " .RAW "}),
-        row(("Case", "p_", "_s", ".log", "/out"), "/out/p_Case_s.log"),
-        row(("a", "", "", None), E(AttributeError, "'NoneType' object has no attribute 'strip'")),
         row((), E(TypeError, "~missing required argument 'basfnam' (pos 1)")),
         row(("a", "b", "c", "d", "e", "f"), E(TypeError, "~takes at most 5 arguments (6 given)")),
         row(("a",), E(TypeError, "~given by name ('basfnam') and position (1)"), kw={"basfnam": "b"}),
     ],
     "_validate_file_extension": [
-        row(("Case.RAW", ".raw"), "Case.RAW"),              # its own letter case kept
+        row(("Case.RAW", ".raw"), "Case.RAW"), row(("Case.txt", ".raw"), "Case.raw"),   # its own letter case kept
         row(("a", None), E(AttributeError, "'NoneType' object has no attribute 'strip'")),
-        row(("Case.txt", ".raw"), "Case.raw"),
-        row(("Case.RAW", "raw"), "Caseraw.raw"),            # doubled, then replaced
-        row(("d/Case", " .RAW"), "d/Case.raw"), row(("a", ""), E(IndexError, "string index out of range")),
+        row(("Case.RAW", "raw"), "Caseraw.raw"), row(("d/Case", " .RAW"), "d/Case.raw"),   # doubled, then replaced
+        row(("a", ""), E(IndexError, PAST_STR)),
         row((None, ".raw"), E(TypeError, "expected str, bytes or os.PathLike object, not NoneType")),
     ],
     "_get_unique_tmp_file_name": [
@@ -657,12 +641,11 @@ OTHER = {
         row(({"a": 1, "b": ALLOWED}, None), A(a=1, b="a")), row(({"a": 1}, 5), A(a=1)), row(({"a": 1}, "abc"), A(a=1)),
         row((None, {}), E(AttributeError, "'NoneType' object has no attribute 'items'")),
         row(reaching(lambda: (Pairs(Emptying(("a", 1)), ("b", 2)), {})), A(a=1)),   # the listed items emptied
-        row(({"a": {"value": 1, "allowed": None}}, {"a": 2}), E(TypeError, "argument of type 'NoneType' is not iterable")),
+        row(({"a": {"value": 1, "allowed": None}}, {"a": 2}), E(TypeError, said(lambda: 2 in None))),
         row(({"a": {"value": "x", "allowed": "xyz"}}, {"a": 2}), E(TypeError, "~requires string as left operand, not int")),
         row(({5: 1}, {}), E(TypeError, "attribute name must be string, not 'int'")),
         row(({"workdir": "x"}, {"workdir": "a/b"}), A(workdir="a/b")),   # made with its parents
         row(({"workdir": "file"}, {}), A(workdir="file")),                             # exists: left alone
-        row(({"workdir": "x"}, {"workdir": "made/" + "n" * 300}), A(workdir="x")),      # after making made/
         row(({"workdir": "fallback"}, {"workdir": "file/sub"}), A(workdir="fallback")),
         row(({"workdir": {"value": "x"}}, {"workdir": "file/sub"}), A(workdir={"value": "x"})),  # as it stands
         row((Declared(workdir="file/sub"), {}), E(LookupError, "workdir", OSError)),
@@ -681,7 +664,6 @@ OTHER = {
         version(S("33.0"), 34, NOT_ALLOWED.format("33.0")), version(None, 34, NOT_ALLOWED.format(None)),
         version(True, 34, NOT_ALLOWED.format(True)),            # a bool is not an int here
         version([33], 34, NOT_ALLOWED.format([33])),
-        row(("19.1",), 19, glob={"_ALLOWED_KORA_VRSNS": (21, 19), "_LATEST_KORA_VRSN": 21, "_PRG_INDENT": ""}),
         row((34,), 21, out=" KORA version 34 specified. Allowed versions:21,19, Set version to 21\n\n",
             glob={"_ALLOWED_KORA_VRSNS": (21, 19), "_LATEST_KORA_VRSN": 21, "_PRG_INDENT": ""}),
         row(("x.y",), E(ValueError, "Unknown format code 'd' for object of type 'str'", ValueError),

@@ -1,8 +1,10 @@
 """Objects no caller should pass: each function gives a result or an ordinary
 exception, and leaves its arguments and the module's globals as they were."""
 import collections
+import contextlib
 import gc
 import operator
+import sys
 from unittest import mock
 
 import vxrcomn
@@ -60,6 +62,10 @@ class Fresh:
         self.make = make
 
 
+class Claims(list):  # claims far more items than it gives: a length is no size to allocate
+    __len__ = lambda self: 2 ** 62  # noqa: E731
+
+
 class GrowingDict(dict):
     """Gains an entry whenever it is read."""
     def _grow(read):
@@ -67,13 +73,13 @@ class GrowingDict(dict):
     __getitem__, __contains__, keys, items = map(_grow, (dict.__getitem__, dict.__contains__, dict.keys, dict.items))
 
 
-def empty_holders(obj):
-    """Empties every list and dict holding obj, the caller's and the module's own, found through gc in
-    the young generations: where what a call makes stays when reaching() made its arguments."""
-    young = gc.get_objects(0) + gc.get_objects(1)
-    for o in young:
-        if type(o) in (list, dict, collections.OrderedDict) and o is not young and any(
-                x is obj for x in (list(o) + list(o.values()) if isinstance(o, dict) else o)):
+def empty_holders(obj, objects=None):
+    """Empties every list and dict holding obj (or any, for None) among objects, by default those found
+    through gc in the young generations: where what a call makes stays when reaching() made its arguments."""
+    objects = gc.get_objects(0) + gc.get_objects(1) if objects is None else objects
+    for o in objects:
+        if type(o) in (list, dict, collections.OrderedDict) and o is not objects and (obj is None or any(
+                x is obj for x in (list(o) + list(o.values()) if isinstance(o, dict) else o))):
             o.clear()
 
 
@@ -100,6 +106,40 @@ class ClearingItem(str):
     """Empties whatever holds it when compared, hashed or stripped."""
     target, value = property(lambda self: self), property(str.__str__)
     __eq__, __hash__, strip = map(emptying, (str.__eq__, str.__hash__, str.strip))
+
+
+class Reaper:  # cyclic garbage whose finalizer leaves the next one, then empties what collecting() saw made
+    __slots__, armed, frame = ("me",), False, None  # no __dict__ of its own to empty
+    __init__ = lambda self: setattr(self, "me", self)  # noqa: E731
+    __del__ = lambda self: Reaper.armed and Reaper() and sys._getframe(1) is Reaper.frame and empty_holders(  # noqa
+        None, gc.get_objects())  # the lists and dicts made since collecting() began: it froze the others
+
+
+@contextlib.contextmanager
+def collecting():
+    """A collection at nearly every allocation, emptying what was made since when it runs for the with
+    statement's frame: up to 3.11 in the C code it calls (Python code is spared: its list slicing is not)."""
+    threshold, Reaper.armed, Reaper.frame = gc.get_threshold(), True, sys._getframe(2)
+    gc.freeze()
+    gc.set_threshold(1, 1, 1)
+    Reaper()
+    try:
+        yield
+    finally:
+        Reaper.armed, Reaper.frame = False, None
+        gc.set_threshold(*threshold)
+        gc.unfreeze()
+
+
+Node = type("Node", (), {})
+
+
+def seen_late(count):  # node records the collector first sees as each is read: the __dict__ gains a tracked value
+    held = []
+    for k in range(count):
+        node, _ = Node(), held.extend([] for _ in range(k % 3))  # before each, more or fewer allocations
+        node.NI, node.NAME, node.I, node.STAT, node.held = k, "'N'", 101, 1, held
+        yield vars(node)
 
 
 class Once:  # equal to `text` (hashed as it) once only: each look-up of it answers for itself
@@ -152,7 +192,7 @@ VALUES = [
     "\U0001f600, 1", "\u4e2d, '\u6587 \U0010ffff'", type("StrSubclass", (str,), {})("7, 8"), OddStr("7, 8"), LiarStr(", 7"),
     UnhashableStr("a"), [], ["1"], [1, None], [LiarStr("x")], (), ("a", "b"), {},
     {"a": {"type": "int", "defval": 0}}, {LiarStr("a"): LiarStr("int")}, collections.OrderedDict(),
-    RaisingMapping(), RaisingIterable(),
+    RaisingMapping(), RaisingIterable(), Claims(["Q1", ":", "1"]),
     Fresh(lambda: GrowingDict(a={"type": "int", "defval": 0, "value": 1}, semi={"type": "x", "defval": ""})),
     reaching(lambda: [ClearingItem("1"), ClearingItem(":"), "2", "3", "4"]),
     reaching(lambda: {ClearingItem("a"): {"type": "int", "defval": 0, "value": 1}, "b": {"type": "float"}}),

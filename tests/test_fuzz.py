@@ -12,6 +12,7 @@ from unittest import mock
 from hypothesis import HealthCheck, given, settings, strategies as st
 
 import vxrcomn as vx
+from calls import EXTRA_ARGUMENT
 from conftest import FUZZ_STATS, ROOT
 
 sys.path.insert(0, os.path.join(ROOT, "bench"))
@@ -142,7 +143,7 @@ def shlex_outcome(line):
     try:
         return ("ok", shlex.split(line)), []
     except ValueError as e:
-        return ("raised", TypeError, "not all arguments converted during string formatting", ValueError, str(e)), []
+        return ("raised", TypeError, EXTRA_ARGUMENT, ValueError, str(e)), []
 
 
 class KeepMarks(str):

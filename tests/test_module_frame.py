@@ -74,9 +74,11 @@ def test_simple_object_and_the_shared_default_list(vx):
 
 
 def run_python(code, with_standin=True):
-    """The output lines of code run by a fresh interpreter in the module's folder."""
-    env = dict(os.environ, PYTHONPATH=os.pathsep.join([MODULE_DIR] + ([STANDIN] if with_standin else [])))
-    proc = subprocess.run([sys.executable, "-c", textwrap.dedent(code)], env=env, cwd=MODULE_DIR,
+    """The output lines of code run by a fresh interpreter in the module's folder (the tests' on the path)."""
+    folder = os.path.abspath(MODULE_DIR)  # a relative one would be read from the child's folder
+    path = [folder, os.path.join(ROOT, "tests")] + ([STANDIN] if with_standin else [])
+    env = dict(os.environ, PYTHONPATH=os.pathsep.join(path))
+    proc = subprocess.run([sys.executable, "-c", textwrap.dedent(code)], env=env, cwd=folder,
                           capture_output=True, text=True, timeout=60)
     return proc.stdout.splitlines()
 

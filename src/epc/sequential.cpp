@@ -19,9 +19,9 @@ bool is_keep_mark(State& st, PyObject* text) {
     return hi - lo == 1 && PyUnicode_READ_CHAR(text, lo) == '!';
 }
 
-// list(frmtdct.keys())[ii], with the IndexError of that indexing past the
-// end.  An exact dict's keys are walked in place (the walk runs nothing of
-// the caller's), without listing them.
+// list(frmtdct.keys())[ii].  An exact dict's keys are walked in place (the
+// walk runs nothing of the caller's), without listing them; past the end the
+// list is made, for the IndexError its indexing raises.
 Ref nth_key(State& st, PyObject* frmtdct, Py_ssize_t ii) {
     if (PyDict_CheckExact(frmtdct)) {
         Py_ssize_t pos = 0, seen = 0;
@@ -29,11 +29,8 @@ Ref nth_key(State& st, PyObject* frmtdct, Py_ssize_t ii) {
         while (PyDict_Next(frmtdct, &pos, &key, &value)) {
             if (seen++ == ii) return Ref::new_ref(key);
         }
-    } else {
-        Ref keys = vxr::epc::key_list(st, frmtdct);
-        if (ii < PyList_GET_SIZE(keys.get())) return Ref::new_ref(PyList_GET_ITEM(keys.get(), ii));
     }
-    vxr::raise(PyExc_IndexError, "list index out of range");
+    return vxr::getindex(vxr::epc::key_list(st, frmtdct).get(), ii);
 }
 
 Ref pslf_seq_assign_data_values(State& st, PyObject* const* a) {

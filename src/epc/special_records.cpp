@@ -52,9 +52,11 @@ Ref epc_check_frmt_dc_bus_rec(State& st, PyObject* const* a) {
 // _epc_assign_data_values_svd
 // ---------------------------------------------------------------------------
 
-// seq[:]
+// seq[:].  An exact list is copied as list() copies it, which reads its items
+// only once the new list is made: the slice reads them after making it, and
+// up to 3.11 that can run a finalizer that empties the list.
 Ref full_slice(PyObject* seq) {
-    if (PyList_CheckExact(seq)) return vxr::check(PyList_GetSlice(seq, 0, PY_SSIZE_T_MAX));
+    if (PyList_CheckExact(seq)) return vxr::check(PySequence_List(seq));
     Ref all = vxr::check(PySlice_New(nullptr, nullptr, nullptr));
     return vxr::getitem(seq, all.get());
 }
@@ -169,10 +171,10 @@ Ref epc_assign_data_values_qtable(State& st, PyObject* const* a) {
     i1 += 1;
 
     // The points after it, all read before any is converted; an incomplete
-    // last triple is left out.
+    // last triple is left out.  The length the list reports bounds the walk
+    // only: a sequence may claim far more items than it gives.
     Py_ssize_t end = vxr::length(valslist);
     std::vector<Ref> points;
-    if (end > i1) points.reserve(static_cast<size_t>(end - i1));
     for (Py_ssize_t i2 = i1; i2 < end; ++i2) points.push_back(vxr::getindex(valslist, i2));
     for (size_t t = 0; t + 3 <= points.size(); t += 3) {
         double fp = float_or_zero(points[t].get());

@@ -3,22 +3,30 @@
 // the built-in print where the function allows none.
 #include "text/field_text.hpp"
 
+#include <vector>
+
 namespace vxr {
 namespace {
 
 // The text form of each item turned into a tuple, exact strings unwrapped
-// first.
+// first.  An item's values wait where the collector cannot reach them: up to
+// 3.11 the tuple's allocation may run a finalizer, which could empty a list
+// of them found through gc while its items were being copied.
 Ref tuple_texts(State& st, PyObject* inlist) {
     Ref texts = new_list();
     Ref items = iter(inlist);
+    std::vector<Ref> values;
     while (Ref each = next(items.get())) {
-        Ref values = new_list();
+        values.clear();
         Ref it = iter(each.get());
         while (Ref v = next(it.get())) {
             if (Py_TYPE(v.get()) == &PyUnicode_Type) v = call_get_unwrapped_string(st, v.get());
-            append(values.get(), v.get());
+            values.push_back(std::move(v));
         }
-        Ref tuple = check(PyList_AsTuple(values.get()));
+        Ref tuple = check(PyTuple_New(static_cast<Py_ssize_t>(values.size())));
+        for (size_t i = 0; i < values.size(); ++i) {
+            PyTuple_SET_ITEM(tuple.get(), static_cast<Py_ssize_t>(i), values[i].release());
+        }
         append(texts.get(), str(tuple.get()).get());
     }
     return texts;

@@ -22,13 +22,16 @@ Ref upper(State& st, PyObject* text) {
 
 // elst = each.split("="); vnam = elst[0].upper(); vval = elst[1]
 void split_pair(State& st, PyObject* each, Ref& vnam, Ref& vval) {
-    if (exact_str(each, VXR_HERE)) {
+    Py_ssize_t first = -1;
+    if (exact_str(each, VXR_HERE)) first = PyUnicode_FindChar(each, '=', 0, PyUnicode_GET_LENGTH(each), 1);
+    if (first == -2) fail(VXR_HERE);
+    // An exact str with "=" is cut here; anything else, and a text without
+    // "=" (which fails at elst[1], with the list's own IndexError), takes the
+    // steps as written.
+    if (first >= 0) {
         const Py_ssize_t len = PyUnicode_GET_LENGTH(each);
-        const Py_ssize_t first = PyUnicode_FindChar(each, '=', 0, len, 1);
-        if (first == -2) fail(VXR_HERE);
-        Ref name = check(PyUnicode_Substring(each, 0, first < 0 ? len : first), VXR_HERE);
+        Ref name = check(PyUnicode_Substring(each, 0, first), VXR_HERE);
         vnam = upper(st, name.get());
-        if (first < 0) raise(PyExc_IndexError, "list index out of range", VXR_HERE);
         Py_ssize_t second = PyUnicode_FindChar(each, '=', first + 1, len, 1);
         if (second == -2) fail(VXR_HERE);
         vval = check(PyUnicode_Substring(each, first + 1, second < 0 ? len : second), VXR_HERE);

@@ -98,7 +98,7 @@ Ref split_fast(State& st, PyObject* linetxt) {
     if (start == end) return new_list(0, VXR_HERE);
     const Py_ssize_t stripped_end = end;
     if (PyUnicode_READ_CHAR(linetxt, end - 1) == ',') --end;  // one trailing comma only
-    if (start == end) raise(PyExc_IndexError, "string index out of range", VXR_HERE);
+    if (start == end) getindex(st.n.empty, 0, VXR_HERE);  // txt[0] of "": the str's own IndexError
 
     ItemBuffer items;
     LexResult result;

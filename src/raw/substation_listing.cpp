@@ -10,12 +10,20 @@ namespace {
 // ---------------------------------------------------------------------------
 
 // A record given as None is refused with the message the tools have always
-// seen; anything else that is not a dict is first made one by dict().
+// seen; anything else that is not a dict is first made one by dict().  A dict
+// is merged into a new one, as ** merges it: PyDict_Copy of an instance's
+// __dict__ reads its values after making the copy, and up to 3.11 that can
+// run a finalizer that empties it.
 Ref format_mapping(State& st, PyObject* templ, PyObject* mapping) {
     Ref func = getattr(templ, st.n.format);
     if (mapping == Py_None) raise(PyExc_TypeError, "argument after ** must be a mapping, not NoneType");
-    Ref kwargs = PyDict_CheckExact(mapping) ? check(PyDict_Copy(mapping))
-                                            : call1(reinterpret_cast<PyObject*>(&PyDict_Type), mapping);
+    Ref kwargs;
+    if (PyDict_CheckExact(mapping)) {
+        kwargs = new_dict();
+        check_status(PyDict_Merge(kwargs.get(), mapping, 1));
+    } else {
+        kwargs = call1(reinterpret_cast<PyObject*>(&PyDict_Type), mapping);
+    }
     Ref no_args = check(PyTuple_New(0));
     return check(PyObject_Call(func.get(), no_args.get(), kwargs.get()));
 }

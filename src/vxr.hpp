@@ -8,6 +8,7 @@
 #include "compat.hpp"
 
 #include <cstddef>
+#include <cstring>
 #include <initializer_list>
 #include <new>
 #include <utility>
@@ -177,6 +178,71 @@ inline void strip_bounds(PyObject* s, Py_ssize_t& start, Py_ssize_t& end) {
         default: strip_bounds(PyUnicode_4BYTE_DATA(s), start, end); break;
     }
 }
+
+// ---------------------------------------------------------------------------
+// Item texts of the tokenizers
+// ---------------------------------------------------------------------------
+
+// A new str of the characters p[0..len), as str.split makes its items: one
+// character is the interpreter's own one-character string (nothing to
+// allocate or free), ASCII characters are copied as bytes, anything else
+// takes the smallest kind that holds it.  `ascii`: the characters are known
+// to be ASCII.  nullptr with an error set on failure.
+template <typename CharT>
+inline PyObject* new_text(const CharT* p, Py_ssize_t len, bool ascii) noexcept {
+    if (len == 1) return PyUnicode_FromOrdinal(static_cast<int>(p[0]));
+    if (sizeof(CharT) == 1 && ascii) {
+        PyObject* s = PyUnicode_New(len, 127);
+        if (s != nullptr && len > 0) std::memcpy(PyUnicode_1BYTE_DATA(s), p, static_cast<size_t>(len));
+        return s;
+    }
+    return PyUnicode_FromKindAndData(static_cast<int>(sizeof(CharT)), p, len);
+}
+
+// The items of one line, gathered before their list is made at its final
+// size (appending would grow the list several times).
+class ItemBuffer {
+public:
+    ItemBuffer() = default;
+    ItemBuffer(const ItemBuffer&) = delete;
+    ItemBuffer& operator=(const ItemBuffer&) = delete;
+    ~ItemBuffer() {
+        for (size_t i = 0; i < count_; ++i) Py_DECREF(at(i));
+    }
+    // Takes the reference; false (the item released, MemoryError set) when
+    // there is no room.
+    bool push(PyObject* item) noexcept {
+        if (VXR_LIKELY(count_ < kInline)) {
+            inline_[count_++] = item;
+            return true;
+        }
+        try {
+            more_.push_back(item);
+        } catch (...) {
+            Py_DECREF(item);
+            set_memory_error();
+            return false;
+        }
+        ++count_;
+        return true;
+    }
+    // The list of the items, which it now owns; nullptr on error.
+    PyObject* take_list() noexcept {
+        PyObject* list = PyList_New(static_cast<Py_ssize_t>(count_));
+        if (list == nullptr) return nullptr;
+        for (size_t i = 0; i < count_; ++i) PyList_SET_ITEM(list, static_cast<Py_ssize_t>(i), at(i));
+        count_ = 0;
+        more_.clear();
+        return list;
+    }
+
+private:
+    static constexpr size_t kInline = 64;
+    PyObject* at(size_t i) const { return i < kInline ? inline_[i] : more_[i - kInline]; }
+    PyObject* inline_[kInline];
+    std::vector<PyObject*> more_;
+    size_t count_ = 0;
+};
 
 // ---------------------------------------------------------------------------
 // Module state

@@ -85,8 +85,7 @@ Ref check_eof_blank_line(State& st, PyObject* line) {
 template <typename CharT>
 LexResult lex(State& st, PyObject* linetxt, Py_ssize_t start, Py_ssize_t end, ItemBuffer& out) {
     const auto* data = static_cast<const CharT*>(PyUnicode_DATA(linetxt));
-    KoraLexer<CharT> lexer(data + start, end - start, PyUnicode_KIND(linetxt), PyUnicode_IS_ASCII(linetxt),
-                           st.n.ifc, out);
+    KoraLexer<CharT> lexer(data + start, end - start, PyUnicode_IS_ASCII(linetxt), st.n.ifc, out);
     return lexer.run();
 }
 

@@ -298,6 +298,13 @@ struct State {
     PyObject* fn_file_pnx;
     PyObject* fn_print_dict;
 
+    // The module's dictionary and those of `re`, `shlex` and `collections`,
+    // watched so that a check of their entries (see globals_as_imported)
+    // holds until one of them changes.
+    VxrDictWatch globals_watch;
+    uint64_t globals_stamp;  // the watch's stamp when they were last checked
+    bool globals_standard;   // what that check found
+
     bool ready;     // the body has run: the functions may use the state
     bool executed;  // the body has been run on this module object
 };
@@ -346,9 +353,34 @@ inline bool attribute_is(PyObject* module, PyObject* name, PyObject* expected) n
     return value == expected;
 }
 
+// Every global and module attribute that a fast path looks at, as the
+// import left it: `re`, `shlex` and `collections` the standard modules with
+// the compile function, lexer class, split function and OrderedDict they
+// had, and the module's own functions under their names.
+bool check_globals_as_imported(State& st) noexcept;
+
+// check_globals_as_imported(), asked again only when one of the watched
+// dictionaries has changed since it was last asked: until then each of its
+// look-ups would find what it found.  False (the look-ups are then made one
+// by one where they are needed) while no dictionary is watched.
+inline bool globals_as_imported(State& st) noexcept {
+    const uint64_t stamp = st.globals_watch.stamp();
+    if (VXR_LIKELY(stamp == st.globals_stamp)) return st.globals_standard;
+    if (stamp == 0) return false;
+    const bool standard = check_globals_as_imported(st);
+    // A look-up can run an odd key's __eq__, which can change a dictionary:
+    // the answer is kept only when none changed meanwhile.
+    if (st.globals_watch.stamp() == stamp) {
+        st.globals_stamp = stamp;
+        st.globals_standard = standard;
+    }
+    return standard;
+}
+
 // The standard `re` module with its compile function, as imported.
 inline bool std_re_in_use(State& st) noexcept {
-    return global_is(st, st.n.re, st.std_re) && attribute_is(st.std_re, st.n.compile, st.std_re_compile);
+    return globals_as_imported(st) ||
+           (global_is(st, st.n.re, st.std_re) && attribute_is(st.std_re, st.n.compile, st.std_re_compile));
 }
 
 // True when the lexer class, changed since import, holds again exactly the
@@ -365,8 +397,15 @@ inline bool std_shlex_class_unchanged(State& st) noexcept {
 }
 
 inline bool std_shlex_in_use(State& st) noexcept {
-    return global_is(st, st.n.shlex, st.std_shlex) && attribute_is(st.std_shlex, st.n.shlex, st.std_shlex_class) &&
+    return (globals_as_imported(st) ||
+            (global_is(st, st.n.shlex, st.std_shlex) && attribute_is(st.std_shlex, st.n.shlex, st.std_shlex_class))) &&
            std_shlex_class_unchanged(st);
+}
+
+// std_shlex_in_use(), and `shlex.split` the standard function.
+inline bool std_shlex_split_in_use(State& st) noexcept {
+    return std_shlex_in_use(st) &&
+           (globals_as_imported(st) || attribute_is(st.std_shlex, st.n.split, st.std_shlex_split));
 }
 
 // ---------------------------------------------------------------------------
@@ -666,10 +705,17 @@ Ref call_resolved(PyObject* function, PyObject* own, const char* qualname, Direc
 // Calls the module function bound to the global `name` now (see
 // call_resolved).  The arguments are evaluated before the look-up; where the
 // order matters, look the global up first and use call_resolved.
+// The module global `name`, which held the module's own function `own` at
+// import.
+inline Ref module_function(State& st, PyObject* name, PyObject* own, Loc where = VXR_CALLER) {
+    if (globals_as_imported(st)) return Ref::new_ref(own);
+    return global(st, name, where);
+}
+
 template <typename Direct>
 Ref call_module_function(State& st, PyObject* name, PyObject* own, const char* qualname, Direct&& direct,
                          std::initializer_list<PyObject*> args, Loc where = VXR_CALLER) {
-    Ref function = global(st, name, where);
+    Ref function = module_function(st, name, own, where);
     return call_resolved(function.get(), own, qualname, std::forward<Direct>(direct), args, where);
 }
 

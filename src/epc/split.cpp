@@ -136,8 +136,7 @@ Ref get_values_from_data_line_text_pslf(State& st, PyObject* const* a) {
     }
 
     PyObject* items;
-    if (vxr::exact_str(line.get()) && vxr::std_shlex_in_use(st) &&
-        vxr::attribute_is(st.std_shlex, st.n.split, st.std_shlex_split)) {
+    if (vxr::exact_str(line.get()) && vxr::std_shlex_split_in_use(st)) {
         items = vxr::epc::posix_split(line.get(), exact);
     } else {
         if (exact) {

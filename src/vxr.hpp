@@ -226,6 +226,9 @@ public:
         ++count_;
         return true;
     }
+    // push() of an item just made, or false when making it failed (nullptr,
+    // with the error set).
+    bool push_new(PyObject* item) noexcept { return item != nullptr && push(item); }
     // The list of the items, which it now owns; nullptr on error.
     PyObject* take_list() noexcept {
         PyObject* list = PyList_New(static_cast<Py_ssize_t>(count_));

@@ -111,7 +111,7 @@ private:
         return out_.push(ifc_);
     }
 
-    bool emit(PyObject* item) { return item != nullptr && out_.push(item); }
+    bool emit(PyObject* item) { return out_.push_new(item); }
 
     PyObject* make(const CharT* p, Py_ssize_t len) const { return new_text(p, len, ascii_); }
 

@@ -49,6 +49,18 @@ public:
                 i = j;
                 continue;
             }
+            if (j == i && t[i] == '"') {
+                // A name between double quotes, with blanks but no quote,
+                // backslash or mark inside, and nothing after it: its text.
+                Py_ssize_t k = i + 1;
+                while (k < n && class_of(t[k]) != SPECIAL) ++k;
+                if (k < n && t[k] == '"' && (k + 1 >= n || class_of(t[k + 1]) == SPACE)) {
+                    quotes_ += 2;
+                    if (!tokens_.push_new(slice(i + 1, k - i - 1))) return failed(k + 1);
+                    i = k + 1;
+                    continue;
+                }
+            }
             // A quote, backslash or mark: the state machine takes the token
             // from there, its plain start already read.
             start_ = i;

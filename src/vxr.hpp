@@ -368,7 +368,7 @@ bool check_globals_as_imported(State& st) noexcept;
 // by one where they are needed) while no dictionary is watched.
 inline bool globals_as_imported(State& st) noexcept {
     const uint64_t stamp = st.globals_watch.stamp();
-    if (VXR_LIKELY(stamp == st.globals_stamp)) return st.globals_standard;
+    if (VXR_LIKELY(stamp != 0 && stamp == st.globals_stamp)) return st.globals_standard;
     if (stamp == 0) return false;
     const bool standard = check_globals_as_imported(st);
     // A look-up can run an odd key's __eq__, which can change a dictionary:
@@ -705,9 +705,6 @@ Ref call_resolved(PyObject* function, PyObject* own, const char* qualname, Direc
     return callv(function, stack, n, where);
 }
 
-// Calls the module function bound to the global `name` now (see
-// call_resolved).  The arguments are evaluated before the look-up; where the
-// order matters, look the global up first and use call_resolved.
 // The module global `name`, which held the module's own function `own` at
 // import.
 inline Ref module_function(State& st, PyObject* name, PyObject* own, Loc where = VXR_CALLER) {
@@ -715,6 +712,9 @@ inline Ref module_function(State& st, PyObject* name, PyObject* own, Loc where =
     return global(st, name, where);
 }
 
+// Calls the module function bound to the global `name` now (see
+// call_resolved).  The arguments are evaluated before the look-up; where the
+// order matters, look the global up first and use call_resolved.
 template <typename Direct>
 Ref call_module_function(State& st, PyObject* name, PyObject* own, const char* qualname, Direct&& direct,
                          std::initializer_list<PyObject*> args, Loc where = VXR_CALLER) {

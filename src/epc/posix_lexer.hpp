@@ -97,7 +97,7 @@ private:
         constexpr Classes() : plain(), marked() {
             for (int c : {' ', '\t', '\r', '\n'}) plain[c] = marked[c] = SPACE;
             for (int c : {'"', '\'', '\\'}) plain[c] = marked[c] = SPECIAL;
-            marked[','] = SPECIAL;
+            marked[static_cast<int>(',')] = SPECIAL;
         }
     };
     static constexpr Classes kClasses{};

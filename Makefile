@@ -57,11 +57,6 @@ test: build deps
 demo: build
 	$(RUNPATH) $(PYTHON) examples/demo.py
 
-# Generates the synthetic cases under build/bench on first use, then prints
-# the timing table (BENCH_ARGS=--quick for a smoke run).
-bench: build
-	$(RUNPATH) $(PYTHON) bench/run.py $(BENCH_ARGS)
-
 # Debian's setuptools and wheel are pure Python too: they build for the
 # interpreters that have none of their own (pyenv's 3.12 and 3.13).
 builddeps:
@@ -105,6 +100,30 @@ $(addprefix suite-,$(PYVERSIONS)): suite-%:
 
 $(addprefix suite-,$(DEBIAN_PYVERSIONS)): suite-%:
 	@echo "==== CPython $* (Debian unstable)"; $(IN_DEBIAN) tools/suite.sh python$* build/py$*
+
+# bench/run.py on each interpreter that test-all knows, one after the other
+# (one process each, never two at a time), each on its own build in
+# build/pyX.Y, made as test-all makes it, or on the builds already in
+# BENCH_MODULES/pyX.Y when that names a folder; each writes
+# build/bench/pyX.Y.json, then bench/table.py lays them side by side.  The
+# cases are generated under build/bench on first use.  BENCH_VERSIONS picks
+# the interpreters; BENCH_ARGS=--quick is a smoke run.
+BENCH_VERSIONS ?= $(ALL_PYVERSIONS)
+BENCH_MODULES ?=
+BENCH_HOST_PYTHONS = $(foreach v,$(PYVERSIONS),$(v)=$(call python_for,$(v)))
+BENCH_RUN = VXR_BENCH_BUILT=$(if $(BENCH_MODULES),1,0) bench/interpreter.sh
+
+bench: builddeps $(if $(filter $(DEBIAN_PYVERSIONS),$(BENCH_VERSIONS)),debian-root)
+	@mkdir -p build/bench && rm -f build/bench/py*.json
+	@for v in $(BENCH_VERSIONS); do \
+	  out=$(or $(BENCH_MODULES),build)/py$$v json=build/bench/py$$v.json; \
+	  case " $(DEBIAN_PYVERSIONS) " in \
+	    *" $$v "*) $(IN_DEBIAN) "$(BENCH_RUN) python$$v $$out $$json $(BENCH_ARGS)" || exit 1 ;; \
+	    *) py=; for p in $(BENCH_HOST_PYTHONS); do [ "$${p%%=*}" = $$v ] && py=$${p#*=}; done; \
+	       [ -n "$$py" ] || { echo "CPython $$v not found"; exit 1; }; \
+	       $(BENCH_RUN) $$py $$out $$json $(BENCH_ARGS) || exit 1 ;; \
+	  esac; done
+	@$(PYTHON) bench/table.py build/bench/py*.json
 
 # Linux wheels into dist/, beside the Windows ones and the source
 # distribution: one for each CPython from 3.9 to 3.15, or for PYTHON alone

@@ -19,6 +19,9 @@
 #define VXR_TRACEBACK_ADD_UNDECLARED (PY_VERSION_HEX >= 0x030D0000)
 #define VXR_TYPE_TAG_WITHOUT_FLAG (PY_VERSION_HEX >= 0x030D0000)
 #define VXR_CONST_KWLIST (PY_VERSION_HEX >= 0x030D0000)
+// 3.12: a dictionary can be watched (PyDict_AddWatcher); the version tag that
+// every dictionary carries up to 3.11 is deprecated there, and gone in 3.14.
+#define VXR_DICT_WATCHERS (PY_VERSION_HEX >= 0x030C0000)
 
 // Adds a traceback entry "funcname" at filename:lineno to the current
 // exception.  Public up to 3.12; 3.13 moved the declaration to the internal
@@ -97,6 +100,90 @@ private:
 #if !VXR_HANDLED_EXCEPTION_IS_INSTANCE
     PyObject* saved_type_ = nullptr;
     PyObject* saved_tb_ = nullptr;
+#endif
+};
+
+// A few dictionaries watched for changes: stamp() gives a number that moves
+// on whenever one of them changes, so that what was read from them can be
+// taken as still true while it stays the same.  Up to 3.11 that is the
+// highest of their version tags (every change gives the changed dictionary a
+// tag above all earlier ones); from 3.12 a count of the changes that a
+// dictionary watcher is told of.  All zero is "not watching" (the module
+// state starts zeroed).
+#if VXR_DICT_WATCHERS
+// One module per process, so one count.
+inline uint64_t vxr_dict_changes = 1;
+inline int vxr_count_dict_change(PyDict_WatchEvent, PyObject*, PyObject*, PyObject*) noexcept {
+    ++vxr_dict_changes;
+    return 0;
+}
+#endif
+
+class VxrDictWatch {
+public:
+    static constexpr int kMax = 4;
+
+    // Watches dicts[0..count) (borrowed: stop() must come before they go).
+    // False, with nothing watched and no error set, when the interpreter has
+    // no watcher to spare.
+    bool start(PyObject* const* dicts, int count) noexcept {
+        if (watching_ || count > kMax) return false;
+        for (int i = 0; i < count; ++i) dicts_[i] = dicts[i];
+#if VXR_DICT_WATCHERS
+        int id = PyDict_AddWatcher(vxr_count_dict_change);
+        if (id < 0) {
+            PyErr_Clear();
+            return false;
+        }
+        watcher_ = id;
+        watching_ = true;
+        for (count_ = 0; count_ < count; ++count_) {
+            if (PyDict_Watch(id, dicts_[count_]) < 0) {
+                PyErr_Clear();
+                stop();
+                return false;
+            }
+        }
+#else
+        count_ = count;
+        watching_ = true;
+#endif
+        return true;
+    }
+
+    void stop() noexcept {
+#if VXR_DICT_WATCHERS
+        if (watching_) {
+            for (int i = 0; i < count_; ++i) {
+                if (PyDict_Unwatch(watcher_, dicts_[i]) < 0) PyErr_Clear();
+            }
+            if (PyDict_ClearWatcher(watcher_) < 0) PyErr_Clear();
+        }
+#endif
+        watching_ = false;
+        count_ = 0;
+    }
+
+    uint64_t stamp() const noexcept {
+        if (!watching_) return 0;
+#if VXR_DICT_WATCHERS
+        return vxr_dict_changes;
+#else
+        uint64_t high = 0;
+        for (int i = 0; i < count_; ++i) {
+            uint64_t tag = reinterpret_cast<PyDictObject*>(dicts_[i])->ma_version_tag;
+            if (tag > high) high = tag;
+        }
+        return high;
+#endif
+    }
+
+private:
+    PyObject* dicts_[kMax] = {};
+    int count_ = 0;
+    bool watching_ = false;
+#if VXR_DICT_WATCHERS
+    int watcher_ = 0;
 #endif
 };
 

@@ -20,6 +20,21 @@ Ref global(State& st, PyObject* name, Loc where) {
     fail(where);
 }
 
+bool check_globals_as_imported(State& st) noexcept {
+    Names& n = st.n;
+    return global_is(st, n.re, st.std_re) && global_is(st, n.shlex, st.std_shlex) &&
+           global_is(st, n.collections, st.std_collections) &&
+           global_is(st, n.fn_split_textline_kora, st.fn_split_textline_kora) &&
+           global_is(st, n.fn_no_check_vlist, st.fn_no_check_vlist) &&
+           global_is(st, n.fn_epc_assign_common, st.fn_epc_assign_common) &&
+           global_is(st, n.fn_get_unwrapped_string, st.fn_get_unwrapped_string) &&
+           global_is(st, n.fn_file_pnx, st.fn_file_pnx) && global_is(st, n.fn_print_dict, st.fn_print_dict) &&
+           attribute_is(st.std_re, n.compile, st.std_re_compile) &&
+           attribute_is(st.std_shlex, n.shlex, st.std_shlex_class) &&
+           attribute_is(st.std_shlex, n.split, st.std_shlex_split) &&
+           attribute_is(st.std_collections, n.OrderedDict, st.std_ordered_dict);
+}
+
 bool shlex_class_restored(State& st) noexcept {
     auto* cls = reinterpret_cast<PyTypeObject*>(st.std_shlex_class);
     unsigned int tag = vxr_type_version_tag(cls);
@@ -170,12 +185,13 @@ Ref tuple_of(std::initializer_list<PyObject*> items, Loc where) {
 }
 
 Ref new_ordered_dict(State& st, Loc where) {
-    Ref collections = global(st, st.n.collections, where);
     // While collections.OrderedDict is the standard class, calling it with
     // no arguments makes what PyODict_New makes, without the call.
-    if (collections.get() == st.std_collections &&
-        attribute_is(st.std_collections, st.n.OrderedDict, st.std_ordered_dict) &&
-        st.std_ordered_dict == reinterpret_cast<PyObject*>(&PyODict_Type)) {
+    const bool standard_class = st.std_ordered_dict == reinterpret_cast<PyObject*>(&PyODict_Type);
+    if (standard_class && globals_as_imported(st)) return check(PyODict_New(), where);
+    Ref collections = global(st, st.n.collections, where);
+    if (standard_class && collections.get() == st.std_collections &&
+        attribute_is(st.std_collections, st.n.OrderedDict, st.std_ordered_dict)) {
         return check(PyODict_New(), where);
     }
     Ref ordered_dict = getattr(collections.get(), st.n.OrderedDict, where);

@@ -8,6 +8,7 @@
 #include "compat.hpp"
 
 #include <cstddef>
+#include <cstring>
 #include <initializer_list>
 #include <new>
 #include <utility>
@@ -179,6 +180,74 @@ inline void strip_bounds(PyObject* s, Py_ssize_t& start, Py_ssize_t& end) {
 }
 
 // ---------------------------------------------------------------------------
+// Item texts of the tokenizers
+// ---------------------------------------------------------------------------
+
+// A new str of the characters p[0..len), as str.split makes its items: one
+// character is the interpreter's own one-character string (nothing to
+// allocate or free), ASCII characters are copied as bytes, anything else
+// takes the smallest kind that holds it.  `ascii`: the characters are known
+// to be ASCII.  nullptr with an error set on failure.
+template <typename CharT>
+inline PyObject* new_text(const CharT* p, Py_ssize_t len, bool ascii) noexcept {
+    if (len == 1) return PyUnicode_FromOrdinal(static_cast<int>(p[0]));
+    if (sizeof(CharT) == 1 && ascii) {
+        PyObject* s = PyUnicode_New(len, 127);
+        if (s != nullptr && len > 0) std::memcpy(PyUnicode_1BYTE_DATA(s), p, static_cast<size_t>(len));
+        return s;
+    }
+    return PyUnicode_FromKindAndData(static_cast<int>(sizeof(CharT)), p, len);
+}
+
+// The items of one line, gathered before their list is made at its final
+// size (appending would grow the list several times).
+class ItemBuffer {
+public:
+    ItemBuffer() = default;
+    ItemBuffer(const ItemBuffer&) = delete;
+    ItemBuffer& operator=(const ItemBuffer&) = delete;
+    ~ItemBuffer() {
+        for (size_t i = 0; i < count_; ++i) Py_DECREF(at(i));
+    }
+    // Takes the reference; false (the item released, MemoryError set) when
+    // there is no room.
+    bool push(PyObject* item) noexcept {
+        if (VXR_LIKELY(count_ < kInline)) {
+            inline_[count_++] = item;
+            return true;
+        }
+        try {
+            more_.push_back(item);
+        } catch (...) {
+            Py_DECREF(item);
+            set_memory_error();
+            return false;
+        }
+        ++count_;
+        return true;
+    }
+    // push() of an item just made, or false when making it failed (nullptr,
+    // with the error set).
+    bool push_new(PyObject* item) noexcept { return item != nullptr && push(item); }
+    // The list of the items, which it now owns; nullptr on error.
+    PyObject* take_list() noexcept {
+        PyObject* list = PyList_New(static_cast<Py_ssize_t>(count_));
+        if (list == nullptr) return nullptr;
+        for (size_t i = 0; i < count_; ++i) PyList_SET_ITEM(list, static_cast<Py_ssize_t>(i), at(i));
+        count_ = 0;
+        more_.clear();
+        return list;
+    }
+
+private:
+    static constexpr size_t kInline = 64;
+    PyObject* at(size_t i) const { return i < kInline ? inline_[i] : more_[i - kInline]; }
+    PyObject* inline_[kInline];
+    std::vector<PyObject*> more_;
+    size_t count_ = 0;
+};
+
+// ---------------------------------------------------------------------------
 // Module state
 // ---------------------------------------------------------------------------
 
@@ -232,6 +301,13 @@ struct State {
     PyObject* fn_file_pnx;
     PyObject* fn_print_dict;
 
+    // The module's dictionary and those of `re`, `shlex` and `collections`,
+    // watched so that a check of their entries (see globals_as_imported)
+    // holds until one of them changes.
+    VxrDictWatch globals_watch;
+    uint64_t globals_stamp;  // the watch's stamp when they were last checked
+    bool globals_standard;   // what that check found
+
     bool ready;     // the body has run: the functions may use the state
     bool executed;  // the body has been run on this module object
 };
@@ -280,9 +356,34 @@ inline bool attribute_is(PyObject* module, PyObject* name, PyObject* expected) n
     return value == expected;
 }
 
+// Every global and module attribute that a fast path looks at, as the
+// import left it: `re`, `shlex` and `collections` the standard modules with
+// the compile function, lexer class, split function and OrderedDict they
+// had, and the module's own functions under their names.
+bool check_globals_as_imported(State& st) noexcept;
+
+// check_globals_as_imported(), asked again only when one of the watched
+// dictionaries has changed since it was last asked: until then each of its
+// look-ups would find what it found.  False (the look-ups are then made one
+// by one where they are needed) while no dictionary is watched.
+inline bool globals_as_imported(State& st) noexcept {
+    const uint64_t stamp = st.globals_watch.stamp();
+    if (VXR_LIKELY(stamp != 0 && stamp == st.globals_stamp)) return st.globals_standard;
+    if (stamp == 0) return false;
+    const bool standard = check_globals_as_imported(st);
+    // A look-up can run an odd key's __eq__, which can change a dictionary:
+    // the answer is kept only when none changed meanwhile.
+    if (st.globals_watch.stamp() == stamp) {
+        st.globals_stamp = stamp;
+        st.globals_standard = standard;
+    }
+    return standard;
+}
+
 // The standard `re` module with its compile function, as imported.
 inline bool std_re_in_use(State& st) noexcept {
-    return global_is(st, st.n.re, st.std_re) && attribute_is(st.std_re, st.n.compile, st.std_re_compile);
+    return globals_as_imported(st) ||
+           (global_is(st, st.n.re, st.std_re) && attribute_is(st.std_re, st.n.compile, st.std_re_compile));
 }
 
 // True when the lexer class, changed since import, holds again exactly the
@@ -299,8 +400,15 @@ inline bool std_shlex_class_unchanged(State& st) noexcept {
 }
 
 inline bool std_shlex_in_use(State& st) noexcept {
-    return global_is(st, st.n.shlex, st.std_shlex) && attribute_is(st.std_shlex, st.n.shlex, st.std_shlex_class) &&
+    return (globals_as_imported(st) ||
+            (global_is(st, st.n.shlex, st.std_shlex) && attribute_is(st.std_shlex, st.n.shlex, st.std_shlex_class))) &&
            std_shlex_class_unchanged(st);
+}
+
+// std_shlex_in_use(), and `shlex.split` the standard function.
+inline bool std_shlex_split_in_use(State& st) noexcept {
+    return std_shlex_in_use(st) &&
+           (globals_as_imported(st) || attribute_is(st.std_shlex, st.n.split, st.std_shlex_split));
 }
 
 // ---------------------------------------------------------------------------
@@ -597,13 +705,20 @@ Ref call_resolved(PyObject* function, PyObject* own, const char* qualname, Direc
     return callv(function, stack, n, where);
 }
 
+// The module global `name`, which held the module's own function `own` at
+// import.
+inline Ref module_function(State& st, PyObject* name, PyObject* own, Loc where = VXR_CALLER) {
+    if (globals_as_imported(st)) return Ref::new_ref(own);
+    return global(st, name, where);
+}
+
 // Calls the module function bound to the global `name` now (see
 // call_resolved).  The arguments are evaluated before the look-up; where the
 // order matters, look the global up first and use call_resolved.
 template <typename Direct>
 Ref call_module_function(State& st, PyObject* name, PyObject* own, const char* qualname, Direct&& direct,
                          std::initializer_list<PyObject*> args, Loc where = VXR_CALLER) {
-    Ref function = global(st, name, where);
+    Ref function = module_function(st, name, own, where);
     return call_resolved(function.get(), own, qualname, std::forward<Direct>(direct), args, where);
 }
 

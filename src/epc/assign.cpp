@@ -215,7 +215,7 @@ Ref assign_pairs(State& st, PyObject* recgrp, PyObject* lnumstr, PyObject* names
     // may be looked up before the pairs are made, and while it is the
     // module's own function they need no dictionary.
     if (given.pair(st, names, values)) {
-        function = global(st, st.n.fn_epc_assign_common);
+        function = module_function(st, st.n.fn_epc_assign_common, st.fn_epc_assign_common);
         if (function.get() == st.fn_epc_assign_common) {
             return call_resolved(
                 function.get(), st.fn_epc_assign_common, qualname,
@@ -223,7 +223,7 @@ Ref assign_pairs(State& st, PyObject* recgrp, PyObject* lnumstr, PyObject* names
         }
     }
     Ref tmp = pair_without_separators(st, names, values);
-    if (!function) function = global(st, st.n.fn_epc_assign_common);
+    if (!function) function = module_function(st, st.n.fn_epc_assign_common, st.fn_epc_assign_common);
     GivenTexts mapping(tmp.get());
     Ref result = call_resolved(
         function.get(), st.fn_epc_assign_common, qualname,

@@ -3,15 +3,18 @@
 // escape (outside quotes it escapes any character; inside double quotes
 // only '"' and '\\', otherwise it stays), empty quoted items kept.  It
 // raises ValueError "No closing quotation" and "No escaped character" where
-// shlex raises them.  Tokens that are an unchanged slice of the line are
-// returned as substrings; others are built in one buffer.
+// shlex raises them.  A token of plain characters is made straight from the
+// line; the others go through the state machine, which keeps a token that
+// stays an unchanged run of the line as its bounds and builds the rest in
+// one buffer.
 //
 // With read_marks_as_underscore, every ',' and '\'' of the line is read as
 // '_' (the EPC reader replaces both before splitting; doing it here spares
-// two copies of the line).
+// two copies of the line).  The double quotes of the whole line are counted
+// on the way, as line.count('"') counts them.
 #pragma once
 
-#include "compat.hpp"
+#include "vxr.hpp"
 
 namespace vxr {
 namespace epc {
@@ -21,29 +24,62 @@ namespace lexer_detail {
 template <typename CharT>
 class PosixLexer {
 public:
-    PosixLexer(PyObject* line, const CharT* data, Py_ssize_t n, bool marks) noexcept
-        : line_(line), data_(data), n_(n), marks_(marks) {}
+    PosixLexer(PyObject* line, const CharT* data, Py_ssize_t n, bool ascii, bool marks) noexcept
+        : line_(line), data_(data), n_(n), ascii_(ascii), marks_(marks),
+          table_(marks ? kClasses.marked : kClasses.plain) {}
     ~PosixLexer() {
         if (heap_ != nullptr) PyMem_Free(heap_);
     }
     PosixLexer(const PosixLexer&) = delete;
     PosixLexer& operator=(const PosixLexer&) = delete;
 
-    // Returns a new list, or nullptr with an exception set.
+    // Returns a new list, or nullptr with an exception set; either way
+    // quotes() then gives the number of '"' in the line.
     PyObject* run() noexcept {
-        tokens_ = PyList_New(0);
-        if (tokens_ == nullptr) return nullptr;
-        // The end of the line goes through the same switch as a sentinel.
-        for (Py_ssize_t i = 0; i <= n_; ++i) {
-            Py_UCS4 c = i < n_ ? static_cast<Py_UCS4>(data_[i]) : END;
-            if (marks_ && (c == ',' || c == '\'')) c = MARK;
-            if (step(i, c) < 0) {
-                Py_CLEAR(tokens_);
-                return nullptr;
+        const CharT* const t = data_;
+        const Py_ssize_t n = n_;
+        Py_ssize_t i = 0;
+        for (;;) {
+            while (i < n && class_of(t[i]) == SPACE) ++i;
+            if (i >= n) return tokens_.take_list();
+            Py_ssize_t j = i;
+            while (j < n && class_of(t[j]) == PLAIN) ++j;
+            if (j >= n || class_of(t[j]) == SPACE) {
+                if (!tokens_.push_new(slice(i, j - i))) return failed(j);
+                i = j;
+                continue;
             }
+            if (j == i && t[i] == '"') {
+                // A name between double quotes, with blanks but no quote,
+                // backslash or mark inside, and nothing after it: its text.
+                Py_ssize_t k = i + 1;
+                while (k < n && class_of(t[k]) != SPECIAL) ++k;
+                if (k < n && t[k] == '"' && (k + 1 >= n || class_of(t[k + 1]) == SPACE)) {
+                    quotes_ += 2;
+                    if (!tokens_.push_new(slice(i + 1, k - i - 1))) return failed(k + 1);
+                    i = k + 1;
+                    continue;
+                }
+            }
+            // A quote, backslash or mark: the state machine takes the token
+            // from there, its plain start already read.
+            start_ = i;
+            length_ = j - i;
+            verbatim_ = true;
+            state_ = j > i ? WORD : BETWEEN;
+            // The end of the line goes through the same switch as a sentinel.
+            for (;; ++j) {
+                Py_UCS4 c = j < n ? static_cast<Py_UCS4>(t[j]) : END;
+                if (c == '"') ++quotes_;
+                if (marks_ && (c == ',' || c == '\'')) c = MARK;
+                if (step(j, c) < 0) return failed(j + 1);
+                if (state_ == BETWEEN) break;  // the token ended at j
+            }
+            i = j + 1;
         }
-        return tokens_;
     }
+
+    Py_ssize_t quotes() const noexcept { return quotes_; }
 
 private:
     enum State { BETWEEN, WORD, SINGLE_QUOTED, DOUBLE_QUOTED, ESCAPED };
@@ -52,7 +88,33 @@ private:
     static constexpr Py_UCS4 END = 0xFFFFFFFFu;
     static constexpr Py_UCS4 MARK = 0xFFFFFFFEu;
 
+    // Character classes of ASCII, one table for each reading of ',' and
+    // '\''; every other character is plain.  A one-byte character indexes
+    // the whole table, without a range test.
+    enum : unsigned char { PLAIN, SPACE, SPECIAL };
+    struct Classes {
+        unsigned char plain[256], marked[256];
+        constexpr Classes() : plain(), marked() {
+            for (int c : {' ', '\t', '\r', '\n'}) plain[c] = marked[c] = SPACE;
+            for (int c : {'"', '\'', '\\'}) plain[c] = marked[c] = SPECIAL;
+            marked[static_cast<int>(',')] = SPECIAL;
+        }
+    };
+    static constexpr Classes kClasses{};
+
+    unsigned char class_of(CharT c) const noexcept {
+        if (sizeof(CharT) == 1 || c < 256) return table_[c];
+        return PLAIN;
+    }
+
     static bool is_space(Py_UCS4 c) noexcept { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
+
+    // A failure at position `from`: the rest of the line's double quotes
+    // are counted, then nullptr.
+    PyObject* failed(Py_ssize_t from) noexcept {
+        for (Py_ssize_t k = from; k < n_; ++k) quotes_ += data_[k] == '"';
+        return nullptr;
+    }
 
     int step(Py_ssize_t i, Py_UCS4 c) noexcept {
         switch (state_) {
@@ -155,23 +217,31 @@ private:
         return 0;
     }
 
+    // line[start:start + length]; the whole line is the line itself.
+    PyObject* slice(Py_ssize_t start, Py_ssize_t length) noexcept {
+        if (length == n_) {
+            Py_INCREF(line_);
+            return line_;
+        }
+        return new_text(data_ + start, length, ascii_);
+    }
+
     int emit() noexcept {
-        PyObject* token = verbatim_ ? PyUnicode_Substring(line_, start_, start_ + length_)
-                                    : PyUnicode_FromKindAndData(static_cast<int>(sizeof(CharT)), buffer_, length_);
+        PyObject* token = verbatim_ ? slice(start_, length_) : new_text(buffer_, length_, ascii_);
         length_ = 0;
         start_ = 0;
         verbatim_ = true;
-        if (token == nullptr) return -1;
-        int status = PyList_Append(tokens_, token);
-        Py_DECREF(token);
-        return status;
+        return tokens_.push_new(token) ? 0 : -1;
     }
 
     PyObject* line_;
     const CharT* data_;
     Py_ssize_t n_;
+    bool ascii_;  // the line is ASCII: tokens are copies of its bytes
     bool marks_;
-    PyObject* tokens_ = nullptr;
+    const unsigned char* table_;
+    ItemBuffer tokens_;
+    Py_ssize_t quotes_ = 0;
 
     State state_ = BETWEEN;
     State escaped_from_ = WORD;
@@ -184,24 +254,35 @@ private:
 
 }  // namespace lexer_detail
 
-// A new list of str, or nullptr with an exception set.  `line` must be a
-// str that exact_str() accepted.
-inline PyObject* posix_split(PyObject* line, bool read_marks_as_underscore) noexcept {
-    Py_ssize_t n = PyUnicode_GET_LENGTH(line);
-    void* data = PyUnicode_DATA(line);
+// A new list of str, or nullptr with an exception set; `quotes` receives
+// the number of '"' in the line either way.  `line` must be a str that
+// exact_str() accepted.
+inline PyObject* posix_split(PyObject* line, bool read_marks_as_underscore, Py_ssize_t& quotes) noexcept {
+    const Py_ssize_t n = PyUnicode_GET_LENGTH(line);
+    const void* data = PyUnicode_DATA(line);
+    const bool ascii = PyUnicode_IS_ASCII(line);
     switch (PyUnicode_KIND(line)) {
-        case PyUnicode_1BYTE_KIND:
-            return lexer_detail::PosixLexer<Py_UCS1>(line, static_cast<const Py_UCS1*>(data), n,
-                                                     read_marks_as_underscore)
-                .run();
-        case PyUnicode_2BYTE_KIND:
-            return lexer_detail::PosixLexer<Py_UCS2>(line, static_cast<const Py_UCS2*>(data), n,
-                                                     read_marks_as_underscore)
-                .run();
-        default:
-            return lexer_detail::PosixLexer<Py_UCS4>(line, static_cast<const Py_UCS4*>(data), n,
-                                                     read_marks_as_underscore)
-                .run();
+        case PyUnicode_1BYTE_KIND: {
+            lexer_detail::PosixLexer<Py_UCS1> lexer(line, static_cast<const Py_UCS1*>(data), n, ascii,
+                                                    read_marks_as_underscore);
+            PyObject* tokens = lexer.run();
+            quotes = lexer.quotes();
+            return tokens;
+        }
+        case PyUnicode_2BYTE_KIND: {
+            lexer_detail::PosixLexer<Py_UCS2> lexer(line, static_cast<const Py_UCS2*>(data), n, ascii,
+                                                    read_marks_as_underscore);
+            PyObject* tokens = lexer.run();
+            quotes = lexer.quotes();
+            return tokens;
+        }
+        default: {
+            lexer_detail::PosixLexer<Py_UCS4> lexer(line, static_cast<const Py_UCS4*>(data), n, ascii,
+                                                    read_marks_as_underscore);
+            PyObject* tokens = lexer.run();
+            quotes = lexer.quotes();
+            return tokens;
+        }
     }
 }
 

@@ -19,17 +19,20 @@ template <typename CharT>
 Ref split_at_blanks(PyObject* line, const CharT* data, Py_ssize_t n) {
     Py_ssize_t lo = 0, hi = n;
     vxr::strip_bounds(data, lo, hi);
-    Ref items = vxr::new_list();
+    const bool ascii = PyUnicode_IS_ASCII(line);
+    vxr::ItemBuffer items;
     Py_ssize_t start = lo;
     for (Py_ssize_t i = lo; i <= hi; ++i) {
         if (i < hi && data[i] != ' ') continue;
         // The stripped ends are no blanks, so a blank run never starts an
-        // item; an empty line gives the one empty item of "".split(" ").
-        vxr::append(items.get(), vxr::check(PyUnicode_Substring(line, start, i)).get());
+        // item; an empty line gives the one empty item of "".split(" ").  An
+        // item that is the whole line is the line itself, as split gives it.
+        PyObject* item = start == 0 && i == n ? (Py_INCREF(line), line) : vxr::new_text(data + start, i - start, ascii);
+        if (!items.push_new(item)) vxr::fail();
         while (i + 1 < hi && data[i + 1] == ' ') ++i;
         start = i + 1;
     }
-    return items;
+    return vxr::check(items.take_list());
 }
 
 // For a str that exact_str() accepted.
@@ -73,8 +76,8 @@ struct QuoteCount {
 };
 
 // The uneven-quote report; the line is not split.
-Ref report_uneven_quotes(State& st, PyObject* recgrp, PyObject* lnumstr, QuoteCount& ndbleqt, PyObject* progress,
-                         Ref result) {
+Ref report_uneven_quotes(State& st, PyObject* recgrp, PyObject* lnumstr, QuoteCount& ndbleqt, PyObject* progress) {
+    Ref result = vxr::new_list();
     Ref msg = vxr::check(PyNumber_Remainder(st.n.epc_uneven_quotes, ndbleqt.get()));
     vxr::add_to(msg, vxr::epc::record_ignored_tail(st, recgrp, lnumstr).get());
     vxr::call1(progress, msg.get());
@@ -86,8 +89,9 @@ Ref report_uneven_quotes(State& st, PyObject* recgrp, PyObject* lnumstr, QuoteCo
 // context) and no report is made; the rest is kept for a count object that
 // % would take.
 Ref report_unreadable_line(State& st, PyObject* recgrp, PyObject* lnumstr, QuoteCount& ndbleqt,
-                           PyObject* progress, Ref result) {
+                           PyObject* progress) {
     vxr::Handling handling;
+    Ref result = vxr::new_list();
     Ref msg = vxr::check(PyNumber_Remainder(st.n.epc_line_not_interpreted, ndbleqt.get()));
     vxr::add_to(msg, vxr::epc::record_ignored_tail(st, recgrp, lnumstr).get());
     vxr::call1(progress, msg.get());
@@ -107,13 +111,9 @@ PyObject* shlex_split(State& st, PyObject* line) noexcept {
     return nullptr;
 }
 
-Ref get_values_from_data_line_text_pslf(State& st, PyObject* const* a) {
-    PyObject *recgrp = a[0], *lnumstr = a[1], *linetxt = a[2], *progress = a[3];
-    Ref result = vxr::new_list();
-    const bool exact = vxr::exact_str(linetxt);
-
-    QuoteCount ndbleqt;
-    bool uneven;
+// The documented steps one by one: the double quotes counted, then the line
+// split through the module's `shlex` (or as the standard one splits it).
+PyObject* count_then_split(State& st, PyObject* linetxt, bool exact, QuoteCount& ndbleqt, bool& uneven) {
     if (exact) {
         ndbleqt.value = PyUnicode_Count(linetxt, st.n.dblq, 0, PY_SSIZE_T_MAX);
         if (ndbleqt.value < 0) vxr::fail();
@@ -123,7 +123,7 @@ Ref get_values_from_data_line_text_pslf(State& st, PyObject* const* a) {
         Ref two = vxr::check(PyLong_FromLong(2));
         uneven = vxr::truthy(vxr::check(PyNumber_Remainder(ndbleqt.object.get(), two.get())).get());
     }
-    if (uneven) return report_uneven_quotes(st, recgrp, lnumstr, ndbleqt, progress, std::move(result));
+    if (uneven) return nullptr;
 
     // Commas and apostrophes become underscores.  An exact str is split with
     // them read as underscores, without the two copies.
@@ -134,19 +134,37 @@ Ref get_values_from_data_line_text_pslf(State& st, PyObject* const* a) {
         Ref once = vxr::method(linetxt, st.n.replace, st.n.comma, st.n.epc_underscore);
         line = vxr::method(once.get(), st.n.replace, st.n.sglq, st.n.epc_underscore);
     }
-
-    PyObject* items;
-    if (vxr::exact_str(line.get()) && vxr::std_shlex_in_use(st) &&
-        vxr::attribute_is(st.std_shlex, st.n.split, st.std_shlex_split)) {
-        items = vxr::epc::posix_split(line.get(), exact);
-    } else {
-        if (exact) {
-            line = vxr::check(PyUnicode_Replace(linetxt, st.n.comma, st.n.epc_underscore, -1));
-            line = vxr::check(PyUnicode_Replace(line.get(), st.n.sglq, st.n.epc_underscore, -1));
-        }
-        items = shlex_split(st, line.get());
+    if (vxr::exact_str(line.get()) && vxr::std_shlex_split_in_use(st)) {
+        Py_ssize_t quotes;
+        return vxr::epc::posix_split(line.get(), exact, quotes);
     }
-    if (items == nullptr) return report_unreadable_line(st, recgrp, lnumstr, ndbleqt, progress, std::move(result));
+    if (exact) {
+        line = vxr::check(PyUnicode_Replace(linetxt, st.n.comma, st.n.epc_underscore, -1));
+        line = vxr::check(PyUnicode_Replace(line.get(), st.n.sglq, st.n.epc_underscore, -1));
+    }
+    return shlex_split(st, line.get());
+}
+
+Ref get_values_from_data_line_text_pslf(State& st, PyObject* const* a) {
+    PyObject *recgrp = a[0], *lnumstr = a[1], *linetxt = a[2], *progress = a[3];
+    const bool exact = vxr::exact_str(linetxt);
+    QuoteCount ndbleqt;
+    bool uneven = false;
+    PyObject* items;
+    if (exact && vxr::globals_as_imported(st) && vxr::std_shlex_class_unchanged(st)) {
+        // One pass splits the line and counts its double quotes: a line
+        // with an odd count is not split, so its items are dropped.
+        items = vxr::epc::posix_split(linetxt, true, ndbleqt.value);
+        uneven = (ndbleqt.value & 1) != 0;
+        if (uneven) {
+            if (items == nullptr) PyErr_Clear();
+            Py_XDECREF(items);
+        }
+    } else {
+        items = count_then_split(st, linetxt, exact, ndbleqt, uneven);
+    }
+    if (uneven) return report_uneven_quotes(st, recgrp, lnumstr, ndbleqt, progress);
+    if (items == nullptr) return report_unreadable_line(st, recgrp, lnumstr, ndbleqt, progress);
     return Ref::steal(items);
 }
 

@@ -277,6 +277,18 @@ void define_simple_object(State& st) {
     bind(st, n.SimpleObject, cls.get());
 }
 
+// The dictionaries that the fast paths read (see globals_as_imported); with
+// no watcher to spare, every call looks its globals up.
+void watch_globals(State& st) {
+    PyObject* dicts[4] = {st.module_dict};
+    int count = 1;
+    for (PyObject* module : {st.std_re, st.std_shlex, st.std_collections}) {
+        if (!PyModule_Check(module)) return;
+        dicts[count++] = PyModule_GetDict(module);
+    }
+    st.globals_watch.start(dicts, count);
+}
+
 void run_module_body(PyObject* module, State* st) {
     st->module_dict = PyModule_GetDict(module);
 
@@ -302,6 +314,7 @@ void run_module_body(PyObject* module, State* st) {
     define_simple_object(*st);
     define_functions(*st, module, 21, 35);
     bind(*st, st->n.dunder_test, new_dict(VXR_HERE).get());
+    watch_globals(*st);
     st->ready = true;
 }
 
@@ -364,6 +377,7 @@ int clear(PyObject* module) {
     auto* st = static_cast<State*>(PyModule_GetState(module));
     if (st == nullptr) return 0;
     st->ready = false;
+    st->globals_watch.stop();
 #define VXR_NAME(id, text) Py_CLEAR(st->n.id);
 #include "names.def"
 #undef VXR_NAME

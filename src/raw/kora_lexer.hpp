@@ -29,102 +29,68 @@ namespace raw {
 
 enum class LexResult { ok, no_closing_quotation, error };
 
-// The items of one line, gathered before their list is made at its final
-// size (appending would grow the list several times).
-class ItemBuffer {
-public:
-    ItemBuffer() = default;
-    ItemBuffer(const ItemBuffer&) = delete;
-    ItemBuffer& operator=(const ItemBuffer&) = delete;
-    ~ItemBuffer() {
-        for (size_t i = 0; i < count_; ++i) Py_DECREF(at(i));
-    }
-    // Takes the reference.
-    bool push(PyObject* item) {
-        if (count_ < kInline) {
-            inline_[count_++] = item;
-            return true;
-        }
-        try {
-            more_.push_back(item);
-        } catch (...) {
-            Py_DECREF(item);
-            vxr::set_memory_error();
-            return false;
-        }
-        ++count_;
-        return true;
-    }
-    // The list of the items, which it now owns; nullptr on error.
-    PyObject* take_list() {
-        PyObject* list = PyList_New(static_cast<Py_ssize_t>(count_));
-        if (list == nullptr) return nullptr;
-        for (size_t i = 0; i < count_; ++i) PyList_SET_ITEM(list, static_cast<Py_ssize_t>(i), at(i));
-        count_ = 0;
-        more_.clear();
-        return list;
-    }
-
-private:
-    static constexpr size_t kInline = 64;
-    PyObject* at(size_t i) const { return i < kInline ? inline_[i] : more_[i - kInline]; }
-    PyObject* inline_[kInline];
-    std::vector<PyObject*> more_;
-    size_t count_ = 0;
-};
-
 template <typename CharT>
 class KoraLexer {
 public:
     // `ascii`: the whole line is ASCII, so items can be made by copying bytes.
-    KoraLexer(const CharT* text, Py_ssize_t size, int kind, bool ascii, PyObject* ifc, ItemBuffer& out)
-        : t_(text), n_(size), kind_(kind), ascii_(ascii), ifc_(ifc), out_(out) {}
+    KoraLexer(const CharT* text, Py_ssize_t size, bool ascii, PyObject* ifc, ItemBuffer& out)
+        : t_(text), n_(size), ascii_(ascii), ifc_(ifc), out_(out) {}
 
     LexResult run() {
+        const CharT* const t = t_;
+        const Py_ssize_t n = n_;
         Py_ssize_t i = 0;
-        if (n_ > 0 && t_[0] == ',' && !emit_ifc()) return LexResult::error;
+        if (n > 0 && t[0] == ',' && !emit_ifc()) return LexResult::error;
         for (;;) {
             // Between items.
-            while (i < n_) {
-                const unsigned char k = kind_of(t_[i]);
+            unsigned char k = TEXT;
+            while (i < n) {
+                k = kind_of(t[i]);
                 if (k == SPACE) {
                     ++i;
                 } else if (k == COMMA) {
+                    // The blanks after a comma are passed over at once: an
+                    // empty item when another comma follows them.
                     Py_ssize_t j = after_blanks(i + 1);
-                    if (j < n_ && t_[j] == ',') {
-                        if (!emit_ifc()) return LexResult::error;
-                        i = j;
-                    } else {
-                        ++i;
-                    }
+                    if (j < n && t[j] == ',' && !emit_ifc()) return LexResult::error;
+                    i = j;
                 } else if (k == HASH) {
                     i = after_line(i + 1);
                 } else {
                     break;
                 }
             }
-            if (i >= n_) return LexResult::ok;
-            const CharT c = t_[i];
-            if (c == '\'' || c == '"') {
-                Py_ssize_t close = quoted_item(i, c);
+            if (i >= n) return LexResult::ok;
+            if (k == QUOTE) {
+                Py_ssize_t close = quoted_item(i, t[i]);
                 if (close < 0) return close == -1 ? LexResult::no_closing_quotation : LexResult::error;
                 i = close + 1;
-            } else {
+                continue;
+            }
+            // An unquoted item; most are plain text up to a separator.
+            Py_ssize_t j = i + 1;
+            while (j < n && (k = kind_of(t[j])) == TEXT) ++j;
+            if (j < n && (k == QUOTE || k == HASH)) {
                 i = word(i);
                 if (i < 0) return LexResult::error;
+            } else {
+                if (!emit(make(t + i, j - i))) return LexResult::error;
+                i = j;
             }
         }
     }
 
 private:
-    // Character classes of ASCII; every other character is plain text.
+    // Character classes of ASCII; every other character is plain text.  A
+    // one-byte character indexes the whole table, without a range test.
     enum : unsigned char { TEXT, SPACE, COMMA, HASH, QUOTE };
     static unsigned char kind_of(CharT c) {
-        static const unsigned char table[128] = {
+        static const unsigned char table[256] = {
             TEXT, TEXT, TEXT, TEXT,  TEXT, TEXT, TEXT, TEXT,  TEXT, SPACE, SPACE, TEXT, TEXT, SPACE, TEXT, TEXT,
             TEXT, TEXT, TEXT, TEXT,  TEXT, TEXT, TEXT, TEXT,  TEXT, TEXT,  TEXT,  TEXT, TEXT, TEXT,  TEXT, TEXT,
             SPACE, TEXT, QUOTE, HASH, TEXT, TEXT, TEXT, QUOTE, TEXT, TEXT, TEXT, TEXT, COMMA, TEXT, TEXT, TEXT,
         };  // the rest of the table is TEXT
+        if (sizeof(CharT) == 1) return table[c];
         return c < 128 ? table[c] : static_cast<unsigned char>(TEXT);
     }
     static bool is_quote(CharT c) { return kind_of(c) == QUOTE; }
@@ -145,16 +111,9 @@ private:
         return out_.push(ifc_);
     }
 
-    bool emit(PyObject* item) { return item != nullptr && out_.push(item); }
+    bool emit(PyObject* item) { return out_.push_new(item); }
 
-    PyObject* make(const CharT* p, Py_ssize_t len) const {
-        if (ascii_) {
-            PyObject* s = PyUnicode_New(len, 127);
-            if (s != nullptr && len > 0) std::memcpy(PyUnicode_DATA(s), p, static_cast<size_t>(len));
-            return s;
-        }
-        return PyUnicode_FromKindAndData(kind_, p, len);
-    }
+    PyObject* make(const CharT* p, Py_ssize_t len) const { return new_text(p, len, ascii_); }
 
     // A quoted item opened by the quote at `open`: its text runs to the next
     // equal quote; returns that quote's position, -1 when there is none, -2
@@ -235,7 +194,6 @@ private:
 
     const CharT* t_;
     Py_ssize_t n_;
-    int kind_;
     bool ascii_;
     PyObject* ifc_;
     ItemBuffer& out_;

@@ -85,8 +85,7 @@ Ref check_eof_blank_line(State& st, PyObject* line) {
 template <typename CharT>
 LexResult lex(State& st, PyObject* linetxt, Py_ssize_t start, Py_ssize_t end, ItemBuffer& out) {
     const auto* data = static_cast<const CharT*>(PyUnicode_DATA(linetxt));
-    KoraLexer<CharT> lexer(data + start, end - start, PyUnicode_KIND(linetxt), PyUnicode_IS_ASCII(linetxt),
-                           st.n.ifc, out);
+    KoraLexer<CharT> lexer(data + start, end - start, PyUnicode_IS_ASCII(linetxt), st.n.ifc, out);
     return lexer.run();
 }
 
@@ -196,40 +195,45 @@ namespace {
 // ---------------------------------------------------------------------------
 
 // re.compile("( *= *)").sub("=", line) for a str that exact_str() accepted:
-// every "=" with the blanks around it becomes a bare "=".
+// every "=" with the blanks around it becomes a bare "=".  The text is
+// copied in the line's own kind, the blanks kept where no "=" follows.
+template <typename CharT>
+Ref squeeze_equals(PyObject* line, const CharT* data, Py_ssize_t n) {
+    std::vector<CharT> out;
+    out.reserve(static_cast<size_t>(n));
+    Py_ssize_t i = 0;
+    while (i < n) {
+        const CharT c = data[i];
+        if (c == ' ') {
+            Py_ssize_t j = i;
+            while (j < n && data[j] == ' ') ++j;
+            // The blanks belong to an "=" that follows them.
+            if (j >= n || data[j] != '=') out.insert(out.end(), data + i, data + j);
+            i = j;
+        } else if (c == '=') {
+            out.push_back(c);
+            ++i;
+            while (i < n && data[i] == ' ') ++i;
+        } else {
+            out.push_back(c);
+            ++i;
+        }
+    }
+    return check(new_text(out.data(), static_cast<Py_ssize_t>(out.size()), PyUnicode_IS_ASCII(line)), VXR_HERE);
+}
+
 Ref squeeze_equals(PyObject* line) {
     const Py_ssize_t n = PyUnicode_GET_LENGTH(line);
     if (PyUnicode_FindChar(line, '=', 0, n, 1) < 0) {
         if (PyErr_Occurred()) fail(VXR_HERE);
         return Ref::new_ref(line);
     }
-    const int kind = PyUnicode_KIND(line);
     const void* data = PyUnicode_DATA(line);
-    std::vector<Py_UCS4> out;
-    out.reserve(static_cast<size_t>(n));
-    Py_ssize_t i = 0;
-    while (i < n) {
-        Py_UCS4 c = PyUnicode_READ(kind, data, i);
-        if (c == ' ') {
-            Py_ssize_t j = i;
-            while (j < n && PyUnicode_READ(kind, data, j) == ' ') ++j;
-            if (j < n && PyUnicode_READ(kind, data, j) == '=') {
-                i = j;  // the blanks belong to the "=" that follows
-            } else {
-                out.insert(out.end(), static_cast<size_t>(j - i), ' ');
-                i = j;
-            }
-        } else if (c == '=') {
-            out.push_back('=');
-            ++i;
-            while (i < n && PyUnicode_READ(kind, data, i) == ' ') ++i;
-        } else {
-            out.push_back(c);
-            ++i;
-        }
+    switch (PyUnicode_KIND(line)) {
+        case PyUnicode_1BYTE_KIND: return squeeze_equals(line, static_cast<const Py_UCS1*>(data), n);
+        case PyUnicode_2BYTE_KIND: return squeeze_equals(line, static_cast<const Py_UCS2*>(data), n);
+        default: return squeeze_equals(line, static_cast<const Py_UCS4*>(data), n);
     }
-    return check(PyUnicode_FromKindAndData(PyUnicode_4BYTE_KIND, out.data(), static_cast<Py_ssize_t>(out.size())),
-                 VXR_HERE);
 }
 
 Ref split_keyvalue_pair(State& st, PyObject* const* args) {

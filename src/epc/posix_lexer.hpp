@@ -252,37 +252,30 @@ private:
     CharT* buffer_ = nullptr;
 };
 
+template <typename CharT>
+inline PyObject* posix_split_kind(PyObject* line, bool ascii, bool read_marks_as_underscore,
+                                  Py_ssize_t& quotes) noexcept {
+    PosixLexer<CharT> lexer(line, static_cast<const CharT*>(PyUnicode_DATA(line)), PyUnicode_GET_LENGTH(line), ascii,
+                            read_marks_as_underscore);
+    PyObject* tokens = lexer.run();
+    quotes = lexer.quotes();
+    return tokens;
+}
+
 }  // namespace lexer_detail
 
 // A new list of str, or nullptr with an exception set; `quotes` receives
 // the number of '"' in the line either way.  `line` must be a str that
 // exact_str() accepted.
 inline PyObject* posix_split(PyObject* line, bool read_marks_as_underscore, Py_ssize_t& quotes) noexcept {
-    const Py_ssize_t n = PyUnicode_GET_LENGTH(line);
-    const void* data = PyUnicode_DATA(line);
     const bool ascii = PyUnicode_IS_ASCII(line);
     switch (PyUnicode_KIND(line)) {
-        case PyUnicode_1BYTE_KIND: {
-            lexer_detail::PosixLexer<Py_UCS1> lexer(line, static_cast<const Py_UCS1*>(data), n, ascii,
-                                                    read_marks_as_underscore);
-            PyObject* tokens = lexer.run();
-            quotes = lexer.quotes();
-            return tokens;
-        }
-        case PyUnicode_2BYTE_KIND: {
-            lexer_detail::PosixLexer<Py_UCS2> lexer(line, static_cast<const Py_UCS2*>(data), n, ascii,
-                                                    read_marks_as_underscore);
-            PyObject* tokens = lexer.run();
-            quotes = lexer.quotes();
-            return tokens;
-        }
-        default: {
-            lexer_detail::PosixLexer<Py_UCS4> lexer(line, static_cast<const Py_UCS4*>(data), n, ascii,
-                                                    read_marks_as_underscore);
-            PyObject* tokens = lexer.run();
-            quotes = lexer.quotes();
-            return tokens;
-        }
+        case PyUnicode_1BYTE_KIND:
+            return lexer_detail::posix_split_kind<Py_UCS1>(line, ascii, read_marks_as_underscore, quotes);
+        case PyUnicode_2BYTE_KIND:
+            return lexer_detail::posix_split_kind<Py_UCS2>(line, ascii, read_marks_as_underscore, quotes);
+        default:
+            return lexer_detail::posix_split_kind<Py_UCS4>(line, ascii, read_marks_as_underscore, quotes);
     }
 }
 

@@ -7,11 +7,8 @@ set -eu
 py=$1 out=$2 json=$3
 shift 3
 if [ "${VXR_BENCH_BUILT:-}" != 1 ]; then
-    debian=/usr/lib/python3/dist-packages
-    if $py -c "import setuptools" 2>/dev/null; then pp=; else pp=$debian; fi
     mkdir -p "$out"
-    PYTHONPATH=$pp VXR_WERROR=1 $py setup.py -q build_ext --build-lib "$out" --build-temp "$out/tmp" \
-        >"$out/build.log" 2>&1 || { cat "$out/build.log"; exit 1; }
+    tools/build_into.sh "$py" "$out" >"$out/build.log" 2>&1 || { cat "$out/build.log"; exit 1; }
 fi
 [ -d "$out" ] || { echo "no build in $out" >&2; exit 1; }
 PYTHONPATH=$(cd "$out" && pwd):$(pwd)/standin $py bench/run.py --json "$json" "$@"

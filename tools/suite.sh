@@ -2,15 +2,13 @@
 # make test-all, for one interpreter: builds the module into OUT (warnings as
 # errors) and runs the whole suite on that build; pytest's output goes to
 # OUT/pytest.txt as well.  Usage: suite.sh PYTHON OUT [PYTEST ARGS...]
-# Interpreters without setuptools, pytest or hypothesis of their own use
-# Debian's, which are pure Python.
+# Interpreters without pytest or hypothesis of their own use Debian's, which
+# are pure Python.
 set -u
 py=$1 out=$2
 shift 2
 debian=/usr/lib/python3/dist-packages
-if $py -c "import setuptools" 2>/dev/null; then pp=; else pp=$debian; fi
-mkdir -p "$out"
-PYTHONPATH=$pp VXR_WERROR=1 $py setup.py -q build_ext --build-lib "$out" --build-temp "$out/tmp" || {
+"$(dirname "$0")/build_into.sh" "$py" "$out" || {
     echo "build failed" >"$out/pytest.txt"
     exit 1
 }

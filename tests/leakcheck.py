@@ -44,7 +44,10 @@ def leaks(body, watch, label, calls_per_round=1):
     grown = sys.getallocatedblocks() - before
     RESULTS.append((label, ROUNDS * calls_per_round, grown))
     now = [sys.getrefcount(o) for o in watched]
-    changed = ["%.60r %d -> %d" % (watched[i], refs[i], now[i]) for i in range(len(now)) if now[i] != refs[i]]
+    # A leak moves a count once a call, so by ROUNDS at least; the interpreter's
+    # attribute cache (to 3.11) holds and drops a name's reference now and then.
+    changed = ["%.60r %d -> %d" % (watched[i], refs[i], now[i])
+               for i in range(len(now)) if abs(now[i] - refs[i]) >= ROUNDS // 2]
     if grown >= SLACK_BLOCKS or changed:
         return "%s: %d blocks more after %d rounds; reference counts changed: %s" % (
             label, grown, ROUNDS, ", ".join(changed[:5]))

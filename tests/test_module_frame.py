@@ -149,3 +149,24 @@ def test_a_second_interpreter_and_a_module_made_where_the_first_was_are_refused(
     if out[1] == "True False":
         pytest.skip("no new module was made where the first one was")
     assert out[1:] == ["True True", "Module 'vxrcomn' has already been imported. Re-initialisation is not supported."]
+
+
+@pytest.mark.skipif(sys.version_info < (3, 12), reason="dictionary watchers came with 3.12")
+def test_without_a_dictionary_watcher_to_spare_each_call_looks_its_globals_up():
+    out = run_python("""
+        import _testcapi, re
+        taken = 0
+        try:
+            while True:
+                _testcapi.add_dict_watcher(0)
+                taken += 1
+        except Exception:
+            pass
+        import vxrcomn as vx
+        print(taken > 0, vx._split_txtline_to_values_kora_no_check_00("1,2"))
+        compile, re.compile = re.compile, lambda *a: print("re.compile") or compile(*a)
+        print(vx._split_txtline_to_values_kora_no_check("1,,2"))
+        vx._split_textline_kora = lambda line: ["7"]
+        print(vx._split_txtline_to_values_kora_no_check_00("1,2"))
+    """)
+    assert out == ["True (False, '1')", "re.compile", "(False, '1')", "(False, '7')"]

@@ -20,8 +20,6 @@
 
 #include "vxr.hpp"
 
-#include <cstring>
-#include <new>
 #include <vector>
 
 namespace vxr {

@@ -21,18 +21,16 @@ Ref global(State& st, PyObject* name, Loc where) {
 }
 
 bool check_globals_as_imported(State& st) noexcept {
-    Names& n = st.n;
-    return global_is(st, n.re, st.std_re) && global_is(st, n.shlex, st.std_shlex) &&
-           global_is(st, n.collections, st.std_collections) &&
-           global_is(st, n.fn_split_textline_kora, st.fn_split_textline_kora) &&
-           global_is(st, n.fn_no_check_vlist, st.fn_no_check_vlist) &&
-           global_is(st, n.fn_epc_assign_common, st.fn_epc_assign_common) &&
-           global_is(st, n.fn_get_unwrapped_string, st.fn_get_unwrapped_string) &&
-           global_is(st, n.fn_file_pnx, st.fn_file_pnx) && global_is(st, n.fn_print_dict, st.fn_print_dict) &&
-           attribute_is(st.std_re, n.compile, st.std_re_compile) &&
-           attribute_is(st.std_shlex, n.shlex, st.std_shlex_class) &&
-           attribute_is(st.std_shlex, n.split, st.std_shlex_split) &&
-           attribute_is(st.std_collections, n.OrderedDict, st.std_ordered_dict);
+    const GlobalsWatch& watch = st.globals_watch;
+    for (int i = 0; i < watch.count(); ++i) {
+        const WatchedName& w = watch.name(i);
+        // Held: a look-up can run an odd key's __eq__, which can stop the watch.
+        Ref dict = Ref::new_ref(watch.dict(w.dict));
+        PyObject* value = PyDict_GetItemWithError(dict.get(), w.name);
+        if (value == nullptr) PyErr_Clear();
+        if (value != w.expected) return false;
+    }
+    return watch.count() != 0;
 }
 
 bool shlex_class_restored(State& st) noexcept {

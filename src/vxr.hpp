@@ -6,6 +6,7 @@
 #pragma once
 
 #include "compat.hpp"
+#include "globals_watch.hpp"
 
 #include <cstddef>
 #include <cstring>
@@ -302,11 +303,13 @@ struct State {
     PyObject* fn_print_dict;
 
     // The module's dictionary and those of `re`, `shlex` and `collections`,
-    // watched so that a check of their entries (see globals_as_imported)
-    // holds until one of them changes.
-    VxrDictWatch globals_watch;
+    // watched so that the names a fast path relies on need not be looked up
+    // while none of them changes (see globals_as_imported).
+    GlobalsWatch globals_watch;
+#if !VXR_DICT_WATCHERS
     uint64_t globals_stamp;  // the watch's stamp when they were last checked
     bool globals_standard;   // what that check found
+#endif
 
     bool ready;     // the body has run: the functions may use the state
     bool executed;  // the body has been run on this module object
@@ -359,14 +362,19 @@ inline bool attribute_is(PyObject* module, PyObject* name, PyObject* expected) n
 // Every global and module attribute that a fast path looks at, as the
 // import left it: `re`, `shlex` and `collections` the standard modules with
 // the compile function, lexer class, split function and OrderedDict they
-// had, and the module's own functions under their names.
+// had, and the module's own functions under their names (the watch's names).
 bool check_globals_as_imported(State& st) noexcept;
 
-// check_globals_as_imported(), asked again only when one of the watched
-// dictionaries has changed since it was last asked: until then each of its
-// look-ups would find what it found.  False (the look-ups are then made one
-// by one where they are needed) while no dictionary is watched.
+// True while every name that a fast path relies on (see
+// check_globals_as_imported) is known to hold what the import left there;
+// false (the look-ups are then made one by one where they are needed) while
+// that is not known, or no dictionary is watched.  From 3.12 the watch's
+// events tell; up to 3.11 the names are compared again whenever one of the
+// watched dictionaries has changed since they were last compared.
 inline bool globals_as_imported(State& st) noexcept {
+#if VXR_DICT_WATCHERS
+    return st.globals_watch.unchanged();
+#else
     const uint64_t stamp = st.globals_watch.stamp();
     if (VXR_LIKELY(stamp != 0 && stamp == st.globals_stamp)) return st.globals_standard;
     if (stamp == 0) return false;
@@ -378,6 +386,7 @@ inline bool globals_as_imported(State& st) noexcept {
         st.globals_standard = standard;
     }
     return standard;
+#endif
 }
 
 // The standard `re` module with its compile function, as imported.

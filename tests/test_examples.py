@@ -171,14 +171,18 @@ def run_example(tmp_path, sample, *options, stdout=subprocess.PIPE, **env):
                           env=env, stdout=stdout, stderr=subprocess.PIPE)
 
 
+# Both settings poison freed memory, so that a write into it shows.
+@pytest.mark.parametrize("checked", [{"PYTHONDEVMODE": "1"}, {"PYTHONMALLOC": "debug"}], ids=["dev", "malloc"])
 @pytest.mark.parametrize("sample, encoding, shown", [  # the console's encoding; the log has the name as written
     ("sample_v33.raw", "cp1252", ("   103,'MÜNSTER     ',69.0,1\n", "MÜNSTER")),  # UTF-8 text
     ("sample_v34.raw", "ascii", ("   103,'O\\u2019NEIL TAP  ',69.0,1\n", "O’NEIL")),  # cp1252 text
+    ("sample_v34.raw", "utf-8", ("   103,'O’NEIL TAP  ',69.0,1\n", "O’NEIL")),
+    ("sample_a.epc", "utf-8", ("102,'ŠUMPERK     ',345.0", "ŠUMPERK")),
     ("sample_b.epc", "cp1252", ("1,'ÉCLUSE \\u0141ÓD\\u0179 ',20.0", "ÉCLUSE ŁÓDŹ")),
     ("sample_b.epc", "ascii", ("1,'\\xc9CLUSE \\u0141\\xd3D\\u0179 ',20.0", "ÉCLUSE ŁÓDŹ")),
 ])
-def test_the_console_shows_what_it_cannot_encode_escaped(tmp_path, sample, encoding, shown):
-    proc = run_example(tmp_path, sample, PYTHONIOENCODING=encoding)
+def test_the_console_shows_what_it_cannot_encode_escaped(tmp_path, sample, encoding, shown, checked):
+    proc = run_example(tmp_path, sample, PYTHONIOENCODING=encoding, **checked)
     out = proc.stdout.decode(encoding)
     log = (tmp_path / (sample[:-4] + "_read.log")).read_text(vxrtool.file_encoding(os.path.join(SAMPLES, sample)))
     assert (proc.returncode, proc.stderr, out.endswith("_read.log\n"), shown[0] in out, shown[1] in log) == (

@@ -100,6 +100,7 @@ def run_python(code, with_standin=True):
     env = dict(os.environ, PYTHONPATH=os.pathsep.join(path))
     proc = subprocess.run([sys.executable, "-c", textwrap.dedent(code)], env=env, cwd=folder,
                           capture_output=True, text=True, timeout=60)
+    assert proc.returncode >= 0, "the child died by signal %d\n%s" % (-proc.returncode, proc.stderr)
     return proc.stdout.splitlines()
 
 
@@ -170,3 +171,19 @@ def test_without_a_dictionary_watcher_to_spare_each_call_looks_its_globals_up():
         print(vx._split_txtline_to_values_kora_no_check_00("1,2"))
     """)
     assert out == ["True (False, '1')", "re.compile", "(False, '1')", "(False, '7')"]
+
+
+@pytest.mark.skipif(sys.version_info < (3, 12), reason="dictionary watchers came with 3.12")
+def test_a_call_made_while_a_change_is_pending_keeps_nothing_the_change_makes_stale():
+    # A failing watcher calls sys.unraisablehook after the module's watcher
+    # is told of the change and before the change is made.
+    out = run_python("""
+        import _testcapi, sys, vxrcomn as vx
+        sys.unraisablehook = lambda u: print(vx._split_txtline_to_values_kora_no_check_00("1,2"))
+        failing = _testcapi.add_dict_watcher(1)
+        _testcapi.watch_dict(failing, vx.__dict__)
+        vx._split_textline_kora = lambda line: ["7"]
+        _testcapi.unwatch_dict(failing, vx.__dict__)
+        print(vx._split_txtline_to_values_kora_no_check_00("1,2"))
+    """)
+    assert out == ["(False, '1')", "(False, '7')"]

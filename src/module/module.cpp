@@ -277,8 +277,9 @@ void define_simple_object(State& st) {
     bind(st, n.SimpleObject, cls.get());
 }
 
-// The dictionaries that the fast paths read (see globals_as_imported); with
-// no watcher to spare, every call looks its globals up.
+// The names that the fast paths rely on, in the dictionaries that hold them
+// (see globals_as_imported); with no watcher to spare, every call looks its
+// globals up.
 void watch_globals(State& st) {
     PyObject* dicts[4] = {st.module_dict};
     int count = 1;
@@ -286,7 +287,23 @@ void watch_globals(State& st) {
         if (!PyModule_Check(module)) return;
         dicts[count++] = PyModule_GetDict(module);
     }
-    st.globals_watch.start(dicts, count);
+    Names& n = st.n;
+    const WatchedName names[] = {
+        {0, n.re, st.std_re},
+        {0, n.shlex, st.std_shlex},
+        {0, n.collections, st.std_collections},
+        {0, n.fn_split_textline_kora, st.fn_split_textline_kora},
+        {0, n.fn_no_check_vlist, st.fn_no_check_vlist},
+        {0, n.fn_epc_assign_common, st.fn_epc_assign_common},
+        {0, n.fn_get_unwrapped_string, st.fn_get_unwrapped_string},
+        {0, n.fn_file_pnx, st.fn_file_pnx},
+        {0, n.fn_print_dict, st.fn_print_dict},
+        {1, n.compile, st.std_re_compile},
+        {2, n.shlex, st.std_shlex_class},
+        {2, n.split, st.std_shlex_split},
+        {3, n.OrderedDict, st.std_ordered_dict},
+    };
+    st.globals_watch.start(dicts, count, names, static_cast<int>(sizeof names / sizeof names[0]));
 }
 
 void run_module_body(PyObject* module, State* st) {
@@ -370,7 +387,7 @@ int traverse(PyObject* module, visitproc visit, void* arg) {
 #define VXR_VISIT_FIELD(field) Py_VISIT(st->field);
     VXR_STATE_OBJECTS(VXR_VISIT_FIELD)
 #undef VXR_VISIT_FIELD
-    return 0;
+    return st->globals_watch.traverse(visit, arg);
 }
 
 int clear(PyObject* module) {

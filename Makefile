@@ -35,7 +35,7 @@ VALGRIND := valgrind --tool=memcheck --leak-check=full --show-leak-kinds=definit
 # sanitizers.
 FUZZ_MINUTES ?= 10
 
-.PHONY: build test demo deps debian-root builddeps windeps test-all wheel sdist wheel-windows bench check check-asan check-leaks check-valgrind check-windows check-wheels check-wine asan-build fuzz clean
+.PHONY: build test demo deps debian-root builddeps windeps test-all wheel sdist wheel-windows bench check check-asan check-asan-one check-leaks check-valgrind check-windows check-wheels check-wine asan-build fuzz clean
 
 # An interpreter without setuptools of its own (pyenv's 3.12 and 3.13) builds
 # with Debian's, as test-all does.
@@ -149,15 +149,39 @@ wheel: builddeps debian-root
 # The whole suite under the sanitizers, the leak sweep at full strength, a
 # memcheck pass, the Windows build and the wheels; each fails on any report
 # that comes from the module.
-check: check-asan check-leaks check-valgrind check-windows check-wheels check-wine
+check: check-asan check-debug check-leaks check-valgrind check-windows check-wheels check-wine
+
+# The whole suite on Debian unstable's debug builds of CPython 3.14 and 3.15,
+# which assert on reference counts and on the use of the C API, two at a
+# time (each built into build/pyX.Y-dbg).
+DEBUG_SUITES := $(addprefix suite-dbg-,$(DEBIAN_PYVERSIONS))
+.PHONY: check-debug $(DEBUG_SUITES)
+check-debug: deps builddeps debian-root
+	@$(MAKE) --no-print-directory -k -j$(TEST_JOBS) --output-sync=target $(DEBUG_SUITES); status=$$?; \
+	for v in $(DEBIAN_PYVERSIONS); do echo "  $$v debug build: $$(tail -n 1 build/py$$v-dbg/pytest.txt 2>/dev/null)"; done; \
+	exit $$status
+
+$(DEBUG_SUITES): suite-dbg-%:
+	@echo "==== CPython $* debug build (Debian unstable)"; $(IN_DEBIAN) tools/suite.sh python$*-dbg build/py$*-dbg
 
 asan-build:
-	VXR_WERROR=1 VXR_EXTRA_CFLAGS="$(SAN_CFLAGS)" VXR_EXTRA_LDFLAGS="-fsanitize=address,undefined" \
+	@if $(PYTHON) -c "import setuptools" 2>/dev/null; then pp=; else $(MAKE) -s builddeps && pp=$(TESTDEPS); fi; \
+	  PYTHONPATH=$$pp VXR_WERROR=1 VXR_EXTRA_CFLAGS="$(SAN_CFLAGS)" VXR_EXTRA_LDFLAGS="-fsanitize=address,undefined" \
 	  $(PYTHON) setup.py -q build_ext --build-lib $(ASAN_DIR) --build-temp $(ASAN_DIR)/tmp
+
+# The sanitizer suite on 3.9 and on 3.13, where the module watches its
+# globals with a dictionary watcher (code that 3.9 does not compile), each
+# built into build/asan-X.Y; `make check-asan-one` runs it for PYTHON alone.
+SAN_PYTHONS = $(call python_for,3.9) $(call python_for,3.13)
+check-asan:
+	@test $(words $(SAN_PYTHONS)) = 2 || { echo "the sanitizer suite needs CPython 3.9 and 3.13"; exit 1; }
+	@for py in $(SAN_PYTHONS); do v=$$($$py -c 'import sys; print("%d.%d" % sys.version_info[:2])'); \
+	  echo "==== sanitizer suite, CPython $$v"; \
+	  $(MAKE) --no-print-directory check-asan-one PYTHON=$$py ASAN_DIR=$(CURDIR)/build/asan-$$v || exit 1; done
 
 # UBSan prints to stderr whatever its log_path says, so pytest leaves the
 # descriptors alone and its output is kept to count those reports.
-check-asan: asan-build deps
+check-asan-one: asan-build deps
 	rm -rf $(ASAN_DIR)/log && mkdir -p $(ASAN_DIR)/log
 	$(SAN_ENV) $(PYTEST) -q --capture=sys $(SAN_TESTS) > $(ASAN_DIR)/pytest.out 2>&1; status=$$?; \
 	  tail -n 3 $(ASAN_DIR)/pytest.out; \

@@ -48,6 +48,7 @@ void GlobalsWatch::on_event(PyDict_WatchEvent event, PyObject* dict, PyObject* k
     while (d < ndicts_ && dicts_[d] != dict) ++d;
     if (d == ndicts_) return;
     const uint32_t bit = 1u << d;
+    pending_ &= ~bit;  // its last change has landed
     switch (event) {
     case PyDict_EVENT_ADDED:
     case PyDict_EVENT_MODIFIED:
@@ -57,22 +58,53 @@ void GlobalsWatch::on_event(PyDict_WatchEvent event, PyObject* dict, PyObject* k
             unsure_ |= bit;
             return;
         }
-        // `value` is null for a deletion: the name then holds nothing.
         for (int i = 0; i < count_; ++i) {
-            if (names_[i].dict == d && same_text(key, names_[i].name)) set(i, value != names_[i].expected);
+            if (names_[i].dict == d && same_text(key, names_[i].name)) {
+                // `value` is null for a deletion: the name then holds nothing.
+                set(i, value != names_[i].expected);
+                pending_ |= bit;
+                pending_name_[d] = i;
+                pending_value_[d] = value;
+                return;
+            }
         }
         return;
     case PyDict_EVENT_CLEARED:
         take_whole(d, nullptr);
+        pending_ |= bit;
+        pending_name_[d] = kEmptied;
         return;
     case PyDict_EVENT_CLONED:  // `key` is the dictionary copied in whole
         take_whole(d, PyDict_Check(key) ? key : nullptr);
         if (!PyDict_Check(key)) unsure_ |= bit;
+        pending_ |= bit;
+        pending_name_[d] = kFilled;  // only an empty dictionary is filled so
         return;
     default:  // deallocation cannot come while the dictionary is owned
         unsure_ |= bit;
         return;
     }
+}
+
+// Whether each pending change shows made.  The dictionaries are sure, so
+// their keys are exact strs and a look-up runs no code.
+bool GlobalsWatch::all_landed() noexcept {
+    for (int d = 0; d < ndicts_; ++d) {
+        if (!(pending_ & (1u << d))) continue;
+        PyObject* dict = dicts_[d];
+        const int i = pending_name_[d];
+        bool landed;
+        if (i == kEmptied) {
+            landed = PyDict_GET_SIZE(dict) == 0;
+        } else if (i == kFilled) {
+            landed = PyDict_GET_SIZE(dict) != 0;
+        } else {
+            landed = PyDict_GetItem(dict, names_[i].name) == pending_value_[d];
+        }
+        if (!landed) return false;
+        pending_ &= ~(1u << d);
+    }
+    return ndicts_ != 0;
 }
 #endif
 
@@ -127,7 +159,7 @@ void GlobalsWatch::stop() noexcept {
     }
     if (PyDict_ClearWatcher(watcher_) < 0) PyErr_Clear();
     watcher_ = -1;
-    differ_ = unsure_ = 0;
+    differ_ = unsure_ = pending_ = 0;
 #endif
     // Last: freeing a dictionary can run code.
     for (int d = 0; d < n; ++d) {

@@ -24,12 +24,16 @@ struct WatchedName {
 //
 // From 3.12 a dictionary watcher is told of each change before it is made,
 // with the key and the new value, and code can run in between (another
-// watcher, or sys.unraisablehook when one fails): a look-up made then reads
-// what is about to change, so the answer is taken from the events alone, as
-// the dictionary will be once the change lands.  An event whose effect on a
-// name cannot be told without running code (a key that is not an exact str,
-// which may compare equal to any name) leaves that dictionary unsure until it
-// is emptied or replaced whole; until then every call looks its globals up.
+// watcher, or sys.unraisablehook when one fails).  A look-up made then reads
+// what is about to change, so the names are tracked from the events alone,
+// as each dictionary will be once its change lands, and a change is taken as
+// pending (every call looks its globals up) until the dictionary shows it
+// made.  A dictionary's next change comes after its last one has landed:
+// changing a dictionary while its watchers are being told is not supported
+// by the interpreter.  An event whose effect on a name cannot be told without
+// running code (a key that is not an exact str, which may compare equal to
+// any name) leaves that dictionary unsure until it is emptied or replaced
+// whole; until then, too, every call looks its globals up.
 //
 // The dictionaries are owned: the module and a standard module can be
 // collected in the same pass, and a dictionary freed first must not be
@@ -51,8 +55,12 @@ public:
     const WatchedName& name(int i) const noexcept { return names_[i]; }
 
 #if VXR_DICT_WATCHERS
-    // Every watched name holds its object, as the events tell.
-    bool unchanged() const noexcept { return ndicts_ != 0 && differ_ == 0 && unsure_ == 0; }
+    // Every watched name holds its object, as the events tell, and no change
+    // that could alter that is still to be made.
+    bool unchanged() noexcept {
+        if (VXR_LIKELY((differ_ | unsure_ | pending_) == 0)) return ndicts_ != 0;
+        return (differ_ | unsure_) == 0 && all_landed();
+    }
     void on_event(PyDict_WatchEvent event, PyObject* dict, PyObject* key, PyObject* value) noexcept;
 #else
     // A number that moves on whenever a watched dictionary changes; 0 while
@@ -74,10 +82,14 @@ private:
         else differ_ &= ~(1u << i);
     }
     void take_whole(int d, PyObject* source) noexcept;
-    void take_from_dict(int d) noexcept;
+    bool all_landed() noexcept;
+    static constexpr int kEmptied = -1, kFilled = -2;  // pending_name_ of a whole-dictionary change
     int watcher_ = -1;
-    uint32_t differ_ = 0;  // names whose dictionary holds another object, or none
-    uint32_t unsure_ = 0;  // dictionaries whose names cannot be told from the events
+    uint32_t differ_ = 0;   // names whose dictionary holds another object, or none
+    uint32_t unsure_ = 0;   // dictionaries whose names cannot be told from the events
+    uint32_t pending_ = 0;  // dictionaries with a change told of and perhaps not yet made
+    int pending_name_[kMaxDicts] = {};
+    PyObject* pending_value_[kMaxDicts] = {};  // compared, never read: null for a deletion
 #endif
     PyObject* dicts_[kMaxDicts] = {};  // owned
     int ndicts_ = 0;

@@ -12,10 +12,12 @@ debian=/usr/lib/python3/dist-packages
     echo "build failed" >"$out/pytest.txt"
     exit 1
 }
-# pytest's assertion rewriting is deprecated on the newest interpreters; the
-# warning is not the module's.
+# In development mode (its child processes too): freed memory is poisoned and
+# the allocators' and the C API's debug checks are on.  pytest's assertion
+# rewriting is deprecated on the newest interpreters; the warning is not the
+# module's.
 {
-    VXR_MODULE_DIR=$(cd "$out" && pwd) PYTHONPATH=$(pwd)/standin:$debian \
+    PYTHONDEVMODE=1 VXR_MODULE_DIR=$(cd "$out" && pwd) PYTHONPATH=$(pwd)/standin:$debian \
         $py -m pytest -q -W "ignore::DeprecationWarning:_pytest.assertion.rewrite" tests "$@" 2>&1
     echo $? >"$out/rc"
 } | tee "$out/pytest.txt"

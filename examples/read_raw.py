@@ -1,6 +1,7 @@
 """Reads KORA RAW files with vxrcomn, line by line, the way a VXR conversion
-tool reads one: the header and its version, then each record group up to
-its "0" line, until the "Q" line.  Every record is typed through its group's
+tool reads one: the header and its version (where it states none, the
+layout the file shows), then each record group up to its "0" line, until
+the "Q" line.  Every record is typed through its group's
 format dictionary; bad records are reported with the module's messages and
 skipped.  Each group is announced and closed with its record count; the
 report (records per group, records ignored, the first substation blocks, the
@@ -201,6 +202,7 @@ class RawReader:
         self.end = "eof"
         self.lnum = self.chars = 0
         self.pushed = None
+        self.whole_line = ""  # the last line next_line read, with its comment
 
     # -- lines ---------------------------------------------------------------
     def raw_line(self):
@@ -218,7 +220,7 @@ class RawReader:
             line, self.pushed = self.pushed, None
             return line
         while True:
-            line = self.raw_line()
+            line = self.whole_line = self.raw_line()
             eof, blank = vx._check_eof_blank_line_kora(line)
             if eof:
                 return None
@@ -255,6 +257,7 @@ class RawReader:
 
     def read_header(self):
         first = self.next_line() or ""  # "@!" column headings may come first
+        comment = comment_of(self.whole_line)
         try:
             items = vx._split_textline_kora(first)
         except Exception:
@@ -277,18 +280,80 @@ class RawReader:
                                                                ", ".join(map(str, vx._ALLOWED_KORA_VRSNS))))
         self.titles = [self.raw_line().rstrip("\n"), self.raw_line().rstrip("\n")]
         self.layout = self.version
+        why = ", as its first record is a bus record" * (self.layout == 33)
         if self.stated_version is None and not self.read_as:
             # Without a version the file may be laid out as 34 or as 33:
             # then its first record is a bus record, not system-wide data.
             self.pushed = self.next_line()
-            if self.pushed is not None and first_item_is_a_bus(self.pushed):
-                self.layout = 33
+            first = first_record_kind(self.pushed)
+            if first == "bus":
+                self.layout, why = 33, ", as its first record is a bus record"
+            if self.shown_layout(comment, first):
+                self.version = self.layout
+                why = ", as its header's comment names it"
         if self.stated_version is None:
             self.progress(" %sNo version stated in the header: the file is read with the record groups of version %d%s.\n"
-                          % (vx._PRG_INDENT, self.layout, ", as its first record is a bus record" * (self.layout == 33)))
+                          % (vx._PRG_INDENT, self.layout, why))
         elif self.layout != self.stated_version:
             self.progress(" %sVersion %d stated in the header: the file is read with the record groups of version %d,"
                           " as --read_as asks.\n" % (vx._PRG_INDENT, self.stated_version, self.layout))
+
+    def shown_layout(self, comment, first):
+        """For a file that states no version: takes the version its header's
+        comment names, else keeps the layout its first record shows (`first`,
+        as first_record_kind tells it), and checks the first records of its
+        bus group and of the group after its loads against it.  A file laid
+        out otherwise is refused in one line (CannotRead): read with these
+        groups, most of its records would be reported one by one, or
+        misread.  True when the comment named the version."""
+        match = NAMED_VERSION.search(comment)
+        named = int(match.group(1)) if match else None
+        if named is not None and named not in vx._ALLOWED_KORA_VRSNS:
+            self.refuse("its header's comment names version %d" % named)
+        if named == 34 and first == "bus" or named in (32, 33) and first == "other":
+            self.refuse("its header's comment names version %d, but its first record is%s a bus record"
+                        % (named, " not" * (first == "other")))
+        if named is not None:
+            self.layout = named
+        buses, shunts = self.items_of_first_records(1 if self.layout == 34 else 0, 2)
+        if buses == OLDER_BUS_ITEMS:
+            self.refuse("its bus records have %d items, as versions 26 to 31 write them" % buses)
+        if buses > len(FORMATS["bus"]):
+            self.refuse("its bus records have %d items, more than versions 32 to 34 write" % buses)
+        if shunts > len(FORMATS["fixed shunt"]):
+            self.refuse("it has no fixed shunt group, as versions 23 to 31 write them: the group after its loads holds"
+                        " records of %d items" % shunts)
+        return named is not None
+
+    def items_of_first_records(self, bus_group, after):
+        """The most items given (items_given) by the first three records of
+        the bus group, the file's group number bus_group (from 0), and the
+        same of the group `after` groups later.  Read ahead on a pass of its
+        own over the file, which reports nothing."""
+        probe = RawReader(self.path, lambda text: None)
+        probe.lines = input_lines(self.path, self.encoding)
+        given = {bus_group: [], bus_group + after: []}
+        try:
+            probe.next_line()
+            probe.raw_line(), probe.raw_line()  # the title lines
+            number = 0
+            while number <= bus_group + after:
+                line = probe.next_line()
+                end, items = (None, None) if line is None else probe.split_first("bus", line)
+                if line is None or end == "Q":
+                    break
+                if end == "0":
+                    number += 1
+                elif number in given and items is not None and len(given[number]) < 3:
+                    given[number].append(items_given(items))
+        finally:
+            probe.lines.close()
+        return [max(counts, default=0) for counts in given.values()]
+
+    def refuse(self, what):
+        raise CannotRead("%s: KORA RAW file that states no version; %s. It is not read (versions read: %s); --read_as=N"
+                         " reads it with the record groups of version N."
+                         % (self.path, what, ", ".join(map(str, vx._ALLOWED_KORA_VRSNS))))
 
     # -- groups --------------------------------------------------------------
     def read_group(self, grp):
@@ -480,6 +545,28 @@ def items_part(line):
     return line if part is None else part.group()[:-1] + "\n"
 
 
+def comment_of(line):
+    """What follows the first "/" outside quotes, or ""."""
+    part = ITEMS_PART.match(line) if "/" in line else None
+    return "" if part is None else line[part.end():]
+
+
+# The version a header's comment names ("/ KORA-29.4 ...", "/ RAW29 (REV 30)")
+# when the header's items state none; and the items of a bus record of
+# versions 26 to 31, which carry GL and BL between IDE and AREA.
+NAMED_VERSION = re.compile(r"\b(?:KORA|RAW)[-_ ]*(\d{1,2})(?!\d)", re.IGNORECASE)
+OLDER_BUS_ITEMS = 11
+
+
+def items_given(items):
+    """How many items a record gives: a trailing run of empty items is as
+    good as left out."""
+    given = len(items)
+    while given and items[given - 1] == "_ifc":
+        given -= 1
+    return given
+
+
 def is_number(text):
     try:
         float(text)
@@ -488,12 +575,16 @@ def is_number(text):
         return False
 
 
-def first_item_is_a_bus(line):
+def first_record_kind(line):
+    """"bus" for a bus record, "end" for a group's end line, the Q line or
+    the end of the file (None), else "other"."""
     try:
-        first = vx._split_txtline_to_values_kora_no_check(line)[1]
+        found_q, first = (True, None) if line is None else vx._split_txtline_to_values_kora_no_check(line)
     except Exception:
-        return False
-    return first != 0 and str(first).strip().lstrip("-").isdigit()
+        return "other"
+    if found_q or first == 0:
+        return "end"
+    return "bus" if str(first).strip().lstrip("-").isdigit() else "other"
 
 
 def is_data_end(line):
@@ -518,8 +609,9 @@ def terminal_rest(tertyp, items):
 
 OPTIONS = dict(vxrtool.OPTIONS, buses_written_back=3, read_as={"value": 0, "allowed": [0] + vx._ALLOWED_KORA_VRSNS})
 HELP = dict(vxrtool.HELP, buses_written_back="how many of the first bus records to write back as RAW field text",
-            read_as="0: each file as the version its header states (a version not listed here is refused); a"
-                    " version: every file with the record groups of that version, whatever its header states")
+            read_as="0: each file as the version its header states (a version not listed here is refused), a file"
+                    " that states none as the layout it shows (another layout is refused); a version: every file with"
+                    " the record groups of that version, whatever its header states")
 HELP["console"] += "; the substation blocks echoed stay off the console likewise"
 USAGE = """usage: python examples/read_raw.py [--name=value ...] [FILE.raw ...]
 

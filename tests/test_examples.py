@@ -129,25 +129,69 @@ def test_epc_samples():
         read_pslf(os.path.join(SAMPLES, "sample_v33.raw"))
 
 
-@pytest.mark.parametrize("sample, change, read_as, notices", [  # notices: how many more messages than the sample's
-    ("sample_v33.raw", lambda text: text.replace(" 33,", " 26,", 1), 33, 1),  # refused unless forced
-    ("sample_v33.raw", lambda text: text.replace(" 33,", ",", 1), 0, 1),  # its first record shows the layout
-    # UTF-16 after its byte-order mark, an impedance correction table ended by its group's "0" line
-    ("sample_v34.raw", lambda t: codecs.BOM_UTF16_BE + t.replace("   0.0, 0.0, 0.0\n", "").encode("utf-16-be"), 0, 0),
-] + [(sample, lambda text: re.sub(r"(?m)^([^@/\n]+)$", r"\1 /* note */", text.replace("\nQ\n", "\n// no Q\n")), 0, 0)
-     for sample in ("sample_v33.raw", "sample_v34.raw")])  # "/* ... */" after the items; a "//" line, no Q line
-def test_a_changed_copy_of_a_sample_reads_as_the_sample(tmp_path, sample, change, read_as, notices):
-    original, path = os.path.join(SAMPLES, sample), str(tmp_path / sample)
+def unversioned(text, comment=""):
+    """A sample's text with the version left out of its header, and a
+    comment put before its header's own."""
+    return re.sub(r" 3[34],(.*?)/ ", r",\1/ " + comment, text, count=1)
+
+
+def changed_copy(tmp_path, sample, change):
+    original, path = os.path.join(SAMPLES, sample), str(tmp_path / os.path.basename(sample))
     encoding = vxrtool.file_encoding(original)
     data = change(open(original, encoding=encoding).read())
     open(path, "wb").write(data if type(data) is bytes else data.encode(encoding))
+    return path
+
+
+@pytest.mark.parametrize("sample, change, refused, notices", [  # notices: how many more messages than the sample's
+    ("sample_v33.raw", lambda text: text.replace(" 33,", " 26,", 1), "version 26 is not read", 1),  # unless forced
+    ("sample_v33.raw", unversioned, None, 1),  # its first record shows the layout
+    ("sample_v34.raw", unversioned, None, 1),
+    ("sample_v33.raw", lambda text: re.sub(r"(?m)^( +1\d\d,'.*?', *\d+\.0000,\d),.*$", r"\1,,,,,,,,,",
+                                           unversioned(text)), None, 1),  # bus records: the nine items after IDE empty
+    ("sample_v33.raw", lambda text: unversioned(text, "KORA-33.2 "), None, 1),
+    ("sample_v33.raw", lambda text: unversioned(text, "RAW29 (REV 30) "), "states no version; its header's comment"
+                                                                         " names version 29. It is not read", 1),
+    ("sample_v34.raw", lambda text: unversioned(text, "KORA-33.2 "), "comment names version 33, but its first record"
+                                                                     " is not a bus record", 1),
+    # UTF-16 after its byte-order mark, an impedance correction table ended by its group's "0" line
+    ("sample_v34.raw", lambda t: codecs.BOM_UTF16_BE + t.replace("   0.0, 0.0, 0.0\n", "").encode("utf-16-be"),
+     None, 0),
+] + [(sample, lambda text: re.sub(r"(?m)^([^@/\n]+)$", r"\1 /* note */", text.replace("\nQ\n", "\n// no Q\n")), None, 0)
+     for sample in ("sample_v33.raw", "sample_v34.raw")])  # "/* ... */" after the items; a "//" line, no Q line
+def test_a_changed_copy_of_a_sample_reads_as_the_sample(tmp_path, sample, change, refused, notices):
+    path = changed_copy(tmp_path, sample, change)
+    read_as = int(sample[-6:-4]) if refused else 0  # a refused copy is read as the sample's version
     assert read_raw.main([path, "--workdir=%s" % tmp_path, "--read_as=%d" % read_as]) == 0
-    if read_as:
-        pytest.raises(vxrtool.CannotRead, read, path).match(r"raw: KORA RAW version 26 is not read \(versions"
-                                                            r" read: 34, 33, 32\); --read_as=N reads it with the")
-    (reader, messages), (plain, before) = read(path, read_as), read(original)
+    if refused:
+        pytest.raises(vxrtool.CannotRead, read, path).match(refused + r".* \(versions read: 34, 33, 32\); --read_as=N"
+                                                                      r" reads it with the record groups of version N")
+    (reader, messages), (plain, before) = read(path, read_as), read(os.path.join(SAMPLES, sample))
     assert (reader.counts, reader.ignored, len(messages)) == (plain.counts, plain.ignored, len(before) + notices)
     assert unexplained(messages) == []
+
+
+@pytest.mark.parametrize("sample, change, refusal", [  # files that state no version
+    ("no_version/v33_records.raw", None, None),  # its second bus record: 13 items, the last nine empty
+    ("no_version/older_buses.raw", None, "its bus records have 11 items, as versions 26 to 31 write them"),
+    ("no_version/comment_names_29.raw", None, "its header's comment names version 29"),
+    ("sample_v33.raw", lambda text: re.sub(r"(?m)^(   102,.*)$", r"\1,1", unversioned(text)),  # its second bus record
+     "its bus records have 14 items, more than versions 32 to 34 write"),
+    ("sample_v33.raw", lambda text: re.sub(r"(?s)\n0 / END OF LOAD.*?(?=\n0 / END OF FIXED)", "", unversioned(text)),
+     "it has no fixed shunt group, as versions 23 to 31 write them: the group after its loads holds records of"
+     " 20 items"),
+])
+def test_a_file_that_states_no_version_is_read_by_its_layout_or_refused(tmp_path, capsys, sample, change, refusal):
+    path = changed_copy(tmp_path, sample, change) if change else os.path.join(SAMPLES, sample)
+    status, out = read_raw.main([path, "--workdir=%s" % tmp_path]), capsys.readouterr().out
+    if refusal:
+        assert (status, "Reading KORA record group" in out) == (1, False)
+        assert ("\n%s %s: KORA RAW file that states no version; %s. It is not read (versions read: 34, 33, 32);"
+                " --read_as=N reads it with the record groups of version N.\n" % (IND, path, refusal)) in out
+    else:  # as with --read_as=33, its faulty record reported
+        (reader, messages), (as_33, _) = read(path), read(path, 33)
+        assert (status, reader.layout, reader.counts, reader.ignored) == (0, 33, as_33.counts, [("branch", 21)])
+        assert (reader.counts["bus"], len(messages), unexplained(messages)) == (6, 2, [])
 
 
 def test_epc_main_on_the_samples(tmp_path, capsys):

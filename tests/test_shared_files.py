@@ -19,7 +19,8 @@ def test_shared_file(vx, path):
             same("_split_txtline_to_values_kora", "bus", line, "I", "int", print)
         try:
             reader, messages = read(path)
-        except vxrtool.CannotRead:  # a version the reader does not read, unless forced
+        except vxrtool.CannotRead as e:  # a version the reader does not read, unless forced
+            assert "KORA RAW version" in str(e)  # those that state none are all read
             reader, messages = read(path, read_as=34)
         assert reader.counts.get("bus", 0) > 0 or len(lines) < 30
         if reader.stated_version is not None:  # the README's Usage example reads the same buses

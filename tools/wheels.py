@@ -83,7 +83,9 @@ def pe_facts(data):
         f.write(data)
         f.flush()
         dump = subprocess.run([OBJDUMP, "-p", f.name], stdout=subprocess.PIPE, universal_newlines=True).stdout
-    exports = re.findall(r"^\s*\[\s*\d+\]\s+(\S+)$", dump.split("[Ordinal/Name Pointer] Table")[-1], re.M) \
+    # binutils 2.40 print "[   0] NAME", newer ones "[   0] +base[   1]  0000 NAME".
+    exports = re.findall(r"^\s*\[\s*\d+\](?:\s+\+base\[\s*\d+\]\s+[0-9a-f]+)?\s+(\S+)$",
+                         dump.split("[Ordinal/Name Pointer] Table")[-1], re.M) \
         if "[Ordinal/Name Pointer] Table" in dump else []
     dll = bool(re.search(r"^Magic\s+020b", dump, re.M)
                and re.search(r"^Characteristics[^\n]*\n(\t[^\n]*\n)*?\tDLL\n", dump, re.M))

@@ -138,7 +138,12 @@ def build(tag, include):
     with open(deffile, "w") as f:
         f.write("LIBRARY %s\nEXPORTS\n%s\n" % (dll, "\n".join(names)))
     pyd = os.path.join(OUT, "vxrcomn.cp%s-win_amd64.pyd" % tag)
-    if not names or run([MINGW + "dlltool", "-d", deffile, "-l", implib]) is None:
+    # dlltool leaves two empty temporary files behind: in a folder of the
+    # build, emptied each time.
+    tmp = os.path.join(objdir, "tmp")
+    shutil.rmtree(tmp, ignore_errors=True)
+    os.makedirs(tmp)
+    if not names or run(["env", "TMPDIR=" + tmp, MINGW + "dlltool", "-d", deffile, "-l", implib]) is None:
         return None
     # libstdc++, libgcc and winpthreads (which the posix thread model of
     # libstdc++ needs) inside, so that nothing but the interpreter's DLL, the

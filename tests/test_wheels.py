@@ -60,8 +60,9 @@ CASES = [
      "Tag: cp39-cp39-win_amd64 alone"),
     ("a second C runtime", W39, patch(PYD39, b"KERNEL32.dll", b"msvcrt.dll\0\0"), True, None,
      "imports msvcrt.dll, a C runtime beside the Universal CRT"),
-    ("a MinGW runtime DLL", W39, patch(PYD39, b"api-ms-win-crt-heap-l1-1-0.dll", b"libwinpthread-1.dll".ljust(30, b"\0")),
-     True, None, "imports libwinpthread-1.dll, a MinGW runtime DLL"),
+    ("a MinGW runtime DLL", W39,
+     patch(PYD39, b"api-ms-win-crt-heap-l1-1-0.dll", b"libwinpthread-1.dll".ljust(30, b"\0")), True, None,
+     "imports libwinpthread-1.dll, a MinGW runtime DLL"),
     ("a build path", W39, patch(PYD39, b"src/vxr.hpp", b"/tmp/vx.hpp"), True, None, "holds the build path /tmp/vx.hpp"),
 ]
 

@@ -207,26 +207,30 @@ check-valgrind: build deps
 # The module built for 64-bit Windows against the headers of CPython 3.9 to
 # 3.15 (tools/windows/build.py; docs/windows.md): those of the interpreters
 # here for 3.9 to 3.13, those of the Debian unstable root for 3.14 and 3.15,
-# whose interpreters cannot run on this host.  MinGW-w64 g++ with the Linux
-# build's flags into build/windows/vxrcomn.cp3X-win_amd64.pyd, which must
-# export PyInit_vxrcomn alone, import python3X.dll, msvcrt.dll as its one C
-# runtime and KERNEL32.dll, hold no build path, and link nothing that
-# THIRD_PARTY_NOTICES does not cover; then its wheel into dist/.  Debian's
-# setuptools writes the METADATA from setup.py, as for `make wheel`.
+# whose interpreters cannot run on this host.  The Debian unstable root's
+# MinGW-w64 g++ for the Universal C Runtime, with the Linux build's flags,
+# into build/windows/vxrcomn.cp3X-win_amd64.pyd, which must export
+# PyInit_vxrcomn alone, import python3X.dll, KERNEL32.dll and the
+# interpreter's C runtime through api-ms-win-crt-*.dll and nothing else (no
+# msvcrt.dll, no MinGW runtime DLL), hold no build path, and link nothing
+# that THIRD_PARTY_NOTICES does not cover; then its wheel into dist/.
+# Debian's setuptools writes the METADATA from setup.py, as for `make wheel`;
+# this host's objdump reads the DLL.
 WINDOWS_PYTHONS = $(foreach v,$(PYVERSIONS),$(call python_for,$(v)))
 WINDOWS_HEADERS = $(foreach v,$(DEBIAN_PYVERSIONS),--headers $(v)=$(DEBIAN_ROOT)/usr/include/python$(v))
+WINDOWS_TOOLCHAIN = --toolchain "$(IN_DEBIAN)"
 WINDOWS_BUILD = @test $(words $(WINDOWS_PYTHONS)) = 5 || { echo "the Windows wheels need CPython 3.9 to 3.13"; exit 1; } \
-	&& PYTHONPATH=$(TESTDEPS) $(PYTHON) tools/windows/build.py
+	&& PYTHONPATH=$(TESTDEPS) $(PYTHON) tools/windows/build.py $(WINDOWS_TOOLCHAIN)
 
 windeps:
-	@command -v x86_64-w64-mingw32-g++ >/dev/null && command -v clang++ >/dev/null || { \
-	  echo "installing g++-mingw-w64-x86-64 and clang from Debian"; \
-	  $(SUDO) apt-get update -qq && $(SUDO) apt-get install -y -qq g++-mingw-w64-x86-64 clang >/dev/null; }
+	@command -v objdump >/dev/null || { \
+	  echo "installing binutils from Debian"; \
+	  $(SUDO) apt-get update -qq && $(SUDO) apt-get install -y -qq binutils >/dev/null; }
 
 wheel-windows: windeps builddeps debian-root
 	$(WINDOWS_BUILD) $(WINDOWS_PYTHONS) $(WINDOWS_HEADERS)
 
-# The same build and wheels, and clang parsing every source in
+# The same build and wheels, and the root's clang parsing every source in
 # Microsoft-compatibility mode as MSVC 19.29 with each interpreter's
 # headers, over MinGW's since Microsoft's are not here
 # (tools/windows/as_msvc.h): that fails on the GCC builtins and attributes it
@@ -263,15 +267,16 @@ sdist: builddeps
 	PYTHONPATH=$(TESTDEPS) $(PYTHON) setup.py -q sdist -d dist
 	@tar tzf dist/vxrcomn-*.tar.gz | sed 's/^/  /'
 
-# The module of each Windows wheel loaded under Debian's Wine as CPython
-# loads it, beside a stub python3X.dll (tools/windows/load.py): the loader
-# takes it, every import resolves and its start-up code runs.  What that
-# leaves unshown: docs/windows.md.
+# The module of each Windows wheel loaded under this host's Wine as CPython
+# loads it, beside a stub python3X.dll (tools/windows/load.py, which builds
+# the loader and the stub with the root's MinGW-w64): the loader takes it,
+# every import resolves, in Wine's ucrtbase for the Universal CRT, and its
+# start-up code runs.  What that leaves unshown: docs/windows.md.
 check-wine: check-windows
 	@test -x /usr/lib/wine/wine64 || { \
 	  echo "installing wine64 from Debian"; \
 	  $(SUDO) apt-get update -qq && $(SUDO) apt-get install -y -qq wine64 >/dev/null; }
-	$(PYTHON) tools/windows/load.py dist/vxrcomn-*-win_amd64.whl
+	$(PYTHON) tools/windows/load.py $(WINDOWS_TOOLCHAIN) dist/vxrcomn-*-win_amd64.whl
 
 # Long generated-input runs: FUZZ_MINUTES in all, shared by the targets.
 fuzz: deps $(if $(FUZZ_SAN),asan-build,build)

@@ -58,8 +58,11 @@ CASES = [
     ("a tag no index takes", LINUX, None, False, "cp39-cp39-linux_x86_64", "file name is not"),
     ("WHEEL tag of 3.10", W39, patch("WHEEL", W39.encode(), b"cp310-cp310-win_amd64"), True, None,
      "Tag: cp39-cp39-win_amd64 alone"),
-    ("a second C runtime", W39, patch(PYD39, b"KERNEL32.dll", b"ucrtbase.dll"), True, None,
-     "C runtimes msvcrt ucrt, not msvcrt alone"),
+    ("a second C runtime", W39, patch(PYD39, b"KERNEL32.dll", b"msvcrt.dll\0\0"), True, None,
+     "imports msvcrt.dll, a C runtime beside the Universal CRT"),
+    ("a MinGW runtime DLL", W39,
+     patch(PYD39, b"api-ms-win-crt-heap-l1-1-0.dll", b"libwinpthread-1.dll".ljust(30, b"\0")), True, None,
+     "imports libwinpthread-1.dll, a MinGW runtime DLL"),
     ("a build path", W39, patch(PYD39, b"src/vxr.hpp", b"/tmp/vx.hpp"), True, None, "holds the build path /tmp/vx.hpp"),
 ]
 

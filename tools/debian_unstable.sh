@@ -2,9 +2,10 @@
 # A Debian unstable root that brings the interpreters newer than the host's
 # (CPython 3.14 and 3.15 with their headers) and the tools that run there:
 # pytest, hypothesis, setuptools, pip, auditwheel, g++; the debug builds of
-# both interpreters; MinGW-w64 for the Universal C Runtime (the Windows build).  Made once with
-# debootstrap from the Debian mirror that the host's apt sources name, then
-# kept; commands run in it on the current directory, mounted at the same path.
+# both interpreters; MinGW-w64 for the Universal C Runtime and clang (the
+# Windows build and its parse as MSVC).  Made once with debootstrap from the
+# Debian mirror that the host's apt sources name, then kept; commands run in
+# it on the current directory, mounted at the same path.
 #
 # Usage: debian_unstable.sh ROOT ensure          make ROOT, or bring its packages up to date
 #        debian_unstable.sh ROOT run COMMAND...  run COMMAND (a shell command line) in ROOT
@@ -17,7 +18,7 @@ set -eu
 
 PACKAGES="python3.14-dev python3.15-dev python3.14-venv python3.15-venv python3-pytest python3-hypothesis
 python3-setuptools python3-wheel python3-pip python3-auditwheel patchelf g++ linux-perf
-python3.14-dbg python3.15-dbg g++-mingw-w64-ucrt64"
+python3.14-dbg python3.15-dbg g++-mingw-w64-ucrt64 clang"
 
 root=${1:?usage: debian_unstable.sh ROOT ensure|run COMMAND...}
 action=${2:-ensure}

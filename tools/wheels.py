@@ -28,15 +28,17 @@ WHEEL_NAME = re.compile(r"vxrcomn-(?P<version>[^-]+)-(?P<tag>cp3(?P<minor>\d+)-c
 MODULE_NAME = {"win_amd64": "vxrcomn.cp3{minor}-win_amd64.pyd",
                "manylinux": "vxrcomn.cpython-3{minor}-x86_64-linux-gnu.so"}
 STUBS = ("vxrcomn.pyi", "vxrcomn-stubs/__init__.pyi", "vxrcomn-stubs/py.typed")
-# One C runtime in the process image: the one MinGW-w64's libraries are built
-# for.  A second family beside it would mean two heaps and two stdio states.
-CRT_FAMILIES = {"msvcrt": r"msvcrt\.dll", "ucrt": r"ucrtbase\.dll|api-ms-win-crt-[a-z0-9-]+\.dll|vcruntime\d+\.dll",
-                "msvcrNN": r"msvc[rp]\d+\.dll"}
-CRT = "msvcrt"
+# One C runtime in the process: the interpreter's, the Universal CRT, reached
+# through its API sets as the interpreter reaches it.  Any other C runtime
+# would hold a second heap and stdio state; a MinGW runtime DLL would have to
+# ship beside the module, which links those libraries in.
+UCRT = re.compile(r"api-ms-win-crt-[a-z0-9-]+\.dll", re.I)
 SYSTEM_DLL = re.compile(r"kernel32\.dll", re.I)
+REFUSED = {"a C runtime beside the Universal CRT": r"msvcrt\.dll|msvc[rp]\d+d?\.dll|vcruntime\d+d?\.dll",
+           "a MinGW runtime DLL": r"libstdc\+\+[\w-]*\.dll|libgcc[\w-]*\.dll|libwinpthread[\w-]*\.dll"}
 # Build paths the module must not carry (traceback entries show src/...).
 ABSOLUTE = re.compile(rb"/(?:work|tmp|root|home)/")
-OBJDUMP = "x86_64-w64-mingw32-objdump"
+OBJDUMP = "objdump"  # binutils for x86-64 read PE files too
 # Debian's pip: the interpreters' own may be missing or older.
 PIP = ["/usr/bin/python3", "-m", "pip"]
 FIXED_TIME = (1980, 1, 1, 0, 0, 0)
@@ -81,7 +83,9 @@ def pe_facts(data):
         f.write(data)
         f.flush()
         dump = subprocess.run([OBJDUMP, "-p", f.name], stdout=subprocess.PIPE, universal_newlines=True).stdout
-    exports = re.findall(r"^\s*\[\s*\d+\]\s+(\S+)$", dump.split("[Ordinal/Name Pointer] Table")[-1], re.M) \
+    # binutils 2.40 print "[   0] NAME", newer ones "[   0] +base[   1]  0000 NAME".
+    exports = re.findall(r"^\s*\[\s*\d+\](?:\s+\+base\[\s*\d+\]\s+[0-9a-f]+)?\s+(\S+)$",
+                         dump.split("[Ordinal/Name Pointer] Table")[-1], re.M) \
         if "[Ordinal/Name Pointer] Table" in dump else []
     dll = bool(re.search(r"^Magic\s+020b", dump, re.M)
                and re.search(r"^Characteristics[^\n]*\n(\t[^\n]*\n)*?\tDLL\n", dump, re.M))
@@ -98,12 +102,13 @@ def pyd_problems(data, minor):
     python = [d for d in imports if re.fullmatch(r"python3\d*\.dll", d, re.I)]
     if [d.lower() for d in python] != ["python3%s.dll" % minor]:
         problems.append("imports %s, not python3%s.dll" % (" ".join(python) or "no python DLL", minor))
-    families = {f for d in imports for f, pattern in CRT_FAMILIES.items() if re.fullmatch(pattern, d, re.I)}
-    if families != {CRT}:
-        problems.append("C runtimes %s, not %s alone" % (" ".join(sorted(families)) or "none", CRT))
-    problems += ["imports %s, beyond the interpreter's DLL, KERNEL32.dll and the C runtime" % d for d in imports
-                 if d not in python and not SYSTEM_DLL.fullmatch(d)
-                 and not any(re.fullmatch(p, d, re.I) for p in CRT_FAMILIES.values())]
+    if not any(UCRT.fullmatch(d) for d in imports):
+        problems.append("imports no api-ms-win-crt-*.dll: not on the Universal CRT")
+    for d in imports:
+        if d not in python and not SYSTEM_DLL.fullmatch(d) and not UCRT.fullmatch(d):
+            what = [k for k, pattern in REFUSED.items() if re.fullmatch(pattern, d, re.I)]
+            problems.append("imports %s, %s" % (d, what[0] if what else
+                                                "beyond the interpreter's DLL, KERNEL32.dll and the Universal CRT"))
     problems += ["holds the build path %s" % m.decode() for m in sorted(set(
         re.findall(rb"[\w.-]*" + ABSOLUTE.pattern + rb"[\w./-]*", data)))]
     return problems

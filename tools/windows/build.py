@@ -1,18 +1,22 @@
 """make wheel-windows and check-windows: builds the module for 64-bit Windows
-with MinGW-w64 against each given interpreter's headers, checks what the DLL
-exports, imports and links, and writes its wheel into dist/; with --msvc,
-parses every source once more as the Microsoft compiler would see it.
-Usage: build.py [--msvc] [PYTHON...] [--headers 3.X=DIR...]: CPython
-interpreters of any platform, of which only the headers and version are used,
-or the header folder of a CPython 3.X whose interpreter cannot run here (the
-3.14 and 3.15 of the Debian unstable root).  Run with Debian's setuptools on
-PYTHONPATH, which writes the wheel's METADATA from setup.py as for the Linux
-wheel.  Output: build/windows, dist."""
+with MinGW-w64 for the Universal C Runtime against each given interpreter's
+headers, checks what the DLL exports, imports and links, and writes its wheel
+into dist/; with --msvc, parses every source once more as the Microsoft
+compiler would see it.
+Usage: build.py [--toolchain COMMAND] [--msvc] [PYTHON...] [--headers 3.X=DIR...]:
+CPython interpreters of any platform, of which only the headers and version
+are used, or the header folder of a CPython 3.X whose interpreter cannot run
+here (the 3.14 and 3.15 of the Debian unstable root).  COMMAND runs a shell
+command line, in this folder, where the compiler and clang are (the Debian
+unstable root); without it they are looked for here.  Run with Debian's
+setuptools on PYTHONPATH, which writes the wheel's METADATA from setup.py as
+for the Linux wheel.  Output: build/windows, dist."""
 import argparse
 import concurrent.futures
 import glob
 import os
 import re
+import shlex
 import shutil
 import subprocess
 import sys
@@ -28,29 +32,38 @@ import wheels  # noqa: E402
 OUT = os.path.join("build", "windows")
 DIST = "dist"
 SOURCES = sorted(glob.glob(os.path.join("src", "**", "*.cpp"), recursive=True))
-MINGW = "x86_64-w64-mingw32-"
+MINGW = "x86_64-w64-mingw32ucrt-"
+TOOLCHAIN = []  # the --toolchain command, split
 STRICT = ["-std=c++17", "-Wall", "-Wextra", "-Werror"]  # setup.py with VXR_WERROR=1
 # What THIRD_PARTY_NOTICES covers, by what the link map shows linked: any
 # part of the GCC runtime; of MinGW-w64, the members named there (their
 # terms differ by source file), and import stubs, which carry no code of
-# theirs.
+# theirs.  The toolchain's libmsvcrt.a is its Universal CRT import library.
 NOTICED = {"libstdc++.a": "*", "libgcc.a": "*", "libgcc_eh.a": "*", "crtbegin.o": "*", "crtend.o": "*",
            "dllcrt2.o": "*",
            "libmingw32.a": "CRT_fp10 cinitexe gccmain mingw_helpers natstart pesect pseudo-reloc-list pseudo-reloc "
-                           "tlsmcrt tlsmthread tlssup tlsthrd",
-           "libmingwex.a": "dllentry dllmain strnlen wcsnlen gdtoa dmisc gmisc misc mingw_pformat mingw_vsprintf",
-           "libmsvcrt.a": "acrt_iob_func mbrtowc wcrtomb onexit_table rand_s"}
-IMPORT_STUB = re.compile(r"lib\w+?(?:_def)?(?:s\d+|h|t)\.o")
+                           "tlsmcrt tlssup tlsthrd",
+           "libmingwex.a": "_assert dllmain",
+           "libmsvcrt.a": "ucrt___local_stdio_printf_options ucrt_amsg_exit ucrt_fprintf ucrt_snprintf ucrt_sprintf "
+                          "ucrt_vfprintf",
+           "libpthread.a": "cond misc mutex rwlock sched spinlock thread"}
+# dlltool's members: the head (h), the tail (t) and one stub per name (sNNNNN).
+IMPORT_STUB = re.compile(r"lib[\w-]+?(?:s\d+|h|t)\.o")
 # Headers MinGW has and Microsoft's C library has not: stubs that fail once
 # the compiler presents itself as MSVC (as_msvc.h).
 POSIX_ONLY = ("unistd.h dirent.h pthread.h pthread_unistd.h sched.h semaphore.h strings.h libgen.h "
               "getopt.h utime.h sys/time.h sys/param.h sys/file.h sys/unistd.h sys/fcntl.h sys/cdefs.h").split()
 
 
+def tool(cmd):
+    """A command of the toolchain, as run where the toolchain is."""
+    return TOOLCHAIN + [shlex.join(cmd)] if TOOLCHAIN else cmd
+
+
 def run(cmd):
-    """Runs a command; returns its output, or None after printing the
-    command and its output when it fails."""
-    p = subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, universal_newlines=True)
+    """Runs a command of the toolchain; returns its output, or None after
+    printing the command and its output when it fails."""
+    p = subprocess.run(tool(cmd), stdout=subprocess.PIPE, stderr=subprocess.STDOUT, universal_newlines=True)
     if p.returncode:
         print("FAILED: " + " ".join(cmd) + "\n" + p.stdout, end="")
         return None
@@ -125,11 +138,19 @@ def build(tag, include):
     with open(deffile, "w") as f:
         f.write("LIBRARY %s\nEXPORTS\n%s\n" % (dll, "\n".join(names)))
     pyd = os.path.join(OUT, "vxrcomn.cp%s-win_amd64.pyd" % tag)
-    if not names or run([MINGW + "dlltool", "-d", deffile, "-l", implib]) is None:
+    # dlltool leaves two empty temporary files behind: in a folder of the
+    # build, emptied each time.
+    tmp = os.path.join(objdir, "tmp")
+    shutil.rmtree(tmp, ignore_errors=True)
+    os.makedirs(tmp)
+    if not names or run(["env", "TMPDIR=" + tmp, MINGW + "dlltool", "-d", deffile, "-l", implib]) is None:
         return None
-    # libstdc++ and libgcc inside, so that nothing but the interpreter's DLL
-    # and the system's are needed; no link time in the PE header, so that
-    # the same commit gives the same bytes.
+    # libstdc++, libgcc and winpthreads (which the posix thread model of
+    # libstdc++ needs) inside, so that nothing but the interpreter's DLL, the
+    # Universal CRT and the system's are needed: -static makes the link take
+    # every library from its archive, while the interpreter's DLL and the
+    # system's are reached through import libraries.  No link time in the PE
+    # header, so that the same commit gives the same bytes.
     if run([MINGW + "g++", "-shared", "-s", "-static", "-static-libgcc", "-static-libstdc++",
             "-Wl,--no-insert-timestamp", "-Wl,-Map=" + os.path.join(objdir, "link.map"),
             "-o", pyd] + objs + [implib]) is None:
@@ -159,7 +180,8 @@ def linked(mapfile):
     text = open(mapfile).read()
     parts = {}
     for path, member in re.findall(r"^(\S+\.a)\(([^)\s]+)\.o\)", text.split("\nDiscarded input sections")[0], re.M):
-        parts.setdefault(os.path.basename(path), set()).add(re.sub(r"^lib64_lib\w+?_a-", "", member) + ".o")
+        parts.setdefault(os.path.basename(path), set()).add(re.sub(r"^(?:lib64_lib\w+?_a|libwinpthread_la)-", "",
+                                                                   member) + ".o")
     for path in re.findall(r"^LOAD (/\S+\.o)$", text, re.M):
         parts.setdefault(os.path.basename(path), set())
     return {name: sorted(members) for name, members in parts.items() if not name.startswith("libpython")}
@@ -209,11 +231,11 @@ def msvc_parse(include):
     MSVC after the standard headers (as_msvc.h).  -Wshorten-64-to-32 stands
     for MSVC's C4244/C4267 (64-bit to 32-bit conversions, warnings at /W3,
     errors with the /WX of a VXR_WERROR=1 build)."""
-    gxx = subprocess.check_output([MINGW + "g++", "-xc++", "-E", "-v", os.devnull],
+    gxx = subprocess.check_output(tool([MINGW + "g++", "-xc++", "-E", "-v", os.devnull]),
                                   stderr=subprocess.STDOUT, universal_newlines=True)
     dirs = re.search(r"<\.\.\.> search starts here:\n(.*?)End of search list", gxx, re.S).group(1).split()
     dirs = [os.path.normpath(d) for d in dirs]
-    resource = subprocess.check_output(["clang", "-print-resource-dir"], universal_newlines=True).strip()
+    resource = subprocess.check_output(tool(["clang", "-print-resource-dir"]), universal_newlines=True).strip()
     # MinGW's C++ and C headers with clang's own in place of GCC's.
     system = [os.path.join(OUT, "posix_only")] + [d for d in dirs if "c++" in d] \
         + [os.path.join(resource, "include")] + [d for d in dirs if "/lib/gcc/" not in d]
@@ -244,9 +266,11 @@ def arguments(args):
     names no such headers."""
     parser = argparse.ArgumentParser(prog="build.py")
     parser.add_argument("--msvc", action="store_true")
+    parser.add_argument("--toolchain", default="", metavar="COMMAND")
     parser.add_argument("--headers", action="append", default=[], metavar="3.X=DIR")
     parser.add_argument("pythons", nargs="*", metavar="PYTHON")
     a = parser.parse_intermixed_args(args)
+    TOOLCHAIN[:] = shlex.split(a.toolchain)
     sources = [interpreter_headers(p) + ("headers of " + p,) for p in a.pythons]
     for spec in a.headers:
         found = given_headers(spec)

@@ -5,6 +5,7 @@ import contextlib
 import gc
 import operator
 import sys
+import warnings
 from unittest import mock
 
 import vxrcomn
@@ -120,15 +121,17 @@ def collecting():
     """A collection at nearly every allocation, emptying what was made since when it runs for the with
     statement's frame: up to 3.11 in the C code it calls (Python code is spared: its list slicing is not)."""
     threshold, Reaper.armed, Reaper.frame = gc.get_threshold(), True, sys._getframe(2)
-    gc.freeze()
-    gc.set_threshold(1, 1, 1)
-    Reaper()
-    try:
-        yield
-    finally:
-        Reaper.armed, Reaper.frame = False, None
-        gc.set_threshold(*threshold)
-        gc.unfreeze()
+    with warnings.catch_warnings():  # a warning's record made meanwhile would be emptied too
+        warnings.simplefilter("ignore")
+        gc.freeze()
+        gc.set_threshold(1, 1, 1)
+        Reaper()
+        try:
+            yield
+        finally:
+            Reaper.armed, Reaper.frame = False, None
+            gc.set_threshold(*threshold)
+            gc.unfreeze()
 
 
 Node = type("Node", (), {})

@@ -1,6 +1,7 @@
 """Generated input on the fast and generic paths, against the plain-Python baseline
 (bench/baseline.py) and the standard library; `make fuzz` shares VXR_FUZZ_SECONDS."""
 import collections
+import gc
 import os
 import re
 import shlex
@@ -281,26 +282,15 @@ def test_field_text(batch):
 # ---------------------------------------------------------------------------
 
 REAL_COMPILE, REAL_SPLIT, LEXER, READ_TOKEN = re.compile, shlex.split, shlex.shlex, shlex.shlex.read_token
-
-
-def marked_compile(pattern, flags=0):  # the module's own patterns then match nothing
-    return REAL_COMPILE(pattern + "(?!)" if pattern in ("(, *,)", "( *= *)") else pattern, flags)
-
-
-def marked_split(s, comments=False, posix=True):
-    return [t.upper() for t in REAL_SPLIT(s, comments, posix)]
-
-
-def marked_read_token(self):
-    token = READ_TOKEN(self)
-    return token.upper() if token else token
-
-
+# Stand-ins whose answers differ: the module's own patterns match nothing, tokens come in capitals.
+marked_compile = lambda p, flags=0: REAL_COMPILE(p + "(?!)" if p in ("(, *,)", "( *= *)") else p, flags)  # noqa: E731
+marked_split = lambda *a: [t.upper() for t in REAL_SPLIT(*a)]  # noqa: E731
+marked_read_token = lambda self: (READ_TOKEN(self) or "").upper() or READ_TOKEN(self)  # noqa: E731
 MarkedShlex = type("MarkedShlex", (LEXER,), {"read_token": marked_read_token})
 MarkedOD = type("MarkedOD", (OD,), {})
+Finalizer = type("Finalizer", (), {"__init__": lambda self, a: setattr(self, "a", a), "__del__": lambda self: self.a()})
 VXD = vx.__dict__
-# What the fast paths rely on, each with a stand-in whose answers differ; a
-# new function each time, so that it can carry a finalizer.
+# What the fast paths rely on, each with a stand-in made anew (it can then carry a finalizer).
 WATCHED = [(VXD, "re", lambda: types.SimpleNamespace(compile=marked_compile)),
            (VXD, "shlex", lambda: types.SimpleNamespace(shlex=MarkedShlex, split=marked_split)),
            (VXD, "collections", lambda: types.SimpleNamespace(OrderedDict=MarkedOD)),
@@ -308,94 +298,77 @@ WATCHED = [(VXD, "re", lambda: types.SimpleNamespace(compile=marked_compile)),
            (VXD, "_split_txtline_to_values_kora_no_check_vlist", lambda: lambda line: (True, "v", [])),
            (VXD, "_epc_assign_data_values_common", lambda: lambda *a: (None, "common")),
            (re.__dict__, "compile", lambda: lambda *a: marked_compile(*a)),
-           (shlex.__dict__, "shlex", lambda: MarkedShlex),
-           (shlex.__dict__, "split", lambda: lambda *a: marked_split(*a)),
+           (shlex.__dict__, "shlex", lambda: MarkedShlex), (shlex.__dict__, "split", lambda: lambda *a: marked_split(*a)),
            (collections.__dict__, "OrderedDict", lambda: MarkedOD)]
 ORIGINAL = [d[k] for d, k, _ in WATCHED]
-EPC_FRMT = {"a": {"type": "int"}, "b": {"type": "float"}, "c": {"type": "name"}}
 PROBES = [("_split_textline_kora", ("1,, 'a b' ,c",)), ("_split_txtline_to_values_kora_no_check", ("q,, x",)),
           ("_split_txtline_to_values_kora_no_check_00", ("0,, x",)),
           ("_split_textline_kora_keyvalue_pair", ("gauss", "a = 1, b", print)),
           ("_get_values_from_data_line_text_pslf", ("bus", 1, '1 "a b" c', print)),
-          ("_epc_assign_data_values", ("bus", 1, ["1", "2.5", "x"], ["a", "b", "c"], EPC_FRMT, print)),
+          ("_epc_assign_data_values", ("bus", 1, ["1", "2.5", "x"], ["a", "b", "c"],
+                                       {"a": {"type": "int"}, "b": {"type": "float"}, "c": {"type": "name"}}, print)),
           ("_list_of_key_value_pairs_to_dict_kora", (["A=1"], {"A": {"type": "int", "defval": 0}}))]
 OWN = {name: getattr(vx, name) for name, _ in PROBES}
 # The generic path: the same algorithm in Python, whose globals are the module's.
 GENERIC_PATH = {name: types.FunctionType(getattr(baseline, name).__code__, VXD, name) for name, _ in PROBES}
-WATCHERS = sys.version_info >= (3, 12)
-
-
-class Finalizer:
-    def __init__(self, action):
-        self.action = action
-
-    def __del__(self):
-        self.action()
 
 
 class WatchSteps:
-    """Changes to the watched names, some made from a finalizer, from another
-    dictionary watcher's sys.unraisablehook (called after the module's watcher
-    is told of a change and before it is made) or from the finalizer of a value
-    that a change drops; the module answers as its generic path does after each,
-    and inside those callbacks too."""
+    """Changes to the watched names, some made from a finalizer, from the
+    finalizer of a value that a change drops, or from sys.unraisablehook
+    called by a failing dictionary watcher (after the module's watcher is told
+    of a change, before it is made): the module answers as the generic path
+    after each and inside those callbacks."""
 
     def __init__(self):
         self.wrong, self.changing, self.depth = [], None, 0
 
     def probe(self, when):
-        for name, args in PROBES:
-            got, expected = outcome(OWN[name], *args), outcome(GENERIC_PATH[name], *args)
-            if not agree(got, expected):
-                self.wrong.append((when, name, got, expected))
+        self.wrong += [(when, name, outcome(OWN[name], *args)) for name, args in PROBES
+                       if not agree(outcome(OWN[name], *args), outcome(GENERIC_PATH[name], *args))]
 
     def apply(self, op, i):
         d, key, stand_in = WATCHED[i]
         self.changing = d
-        if op == "mark":
-            d[key] = stand_in()
-        elif op == "delete":
-            d.pop(key, None)
-        elif op == "restore":
-            d[key] = ORIGINAL[i]
-        elif op == "odd key":  # a key that is not an exact str may be equal to any name
-            d[Sub(key)] = stand_in()
+        if op in ("mark", "odd key"):  # a key that is not an exact str may equal any name
+            d[key if op == "mark" else Sub(key)] = stand_in()
+        elif op in ("delete", "restore"):
+            d.pop(key, None) if op == "delete" else d.__setitem__(key, ORIGINAL[i])
         elif op == "noise":
             d["_vxr_unwatched"] = object()
         elif op == "refill":  # the module's own: emptied, a standard module fails its own functions
-            saved = dict(VXD)
+            saved, self.changing = dict(VXD), VXD
             VXD.clear()
             VXD.update(saved)
-        elif op == "class":
+        else:
             LEXER.read_token = READ_TOKEN if LEXER.read_token is not READ_TOKEN else marked_read_token
 
     def nested(self, op, j, when):
-        def action():
-            # A dictionary may not change while its watchers are being told.
-            if self.depth == 0 and not (when == "before a change" and WATCHED[j][0] is self.changing):
+        def action():  # a dictionary may not change while its watchers are being told
+            if self.depth == 0 and self.wrong is not None and not (when == "before a change" and WATCHED[j][0] is self.changing):
                 self.depth += 1
                 self.apply(op, j)
                 self.depth -= 1
-            self.probe(when)
+            if self.wrong is not None:
+                self.probe(when)
         return action
 
     def step(self, op, i, context, nested):
         if context == "finalizer":
             Finalizer(self.nested(op, i, "in a finalizer"))
-        elif context == "dropped" and op == "mark":
+        elif context == "dropped" and not isinstance(WATCHED[i][2](), type):
             d, key, stand_in = WATCHED[i]
-            first = stand_in()
-            if not isinstance(first, type):
-                first.finalizer = Finalizer(self.nested(*nested, "as a value is dropped"))
-            d[key] = first
-            del first
+            value = stand_in()
+            value.finalizer = Finalizer(self.nested(*nested, "as a value is dropped"))
+            d[key] = value
+            del value
             self.apply(op, i)
-        elif context == "hook" and WATCHERS:
+        elif context == "hook" and sys.version_info >= (3, 12):
             import _testcapi
-            failing = _testcapi.add_dict_watcher(1)
+            failing, hook = _testcapi.add_dict_watcher(1), sys.unraisablehook
             for d in (VXD, re.__dict__, shlex.__dict__, collections.__dict__):
                 _testcapi.watch_dict(failing, d)
-            hook, sys.unraisablehook = sys.unraisablehook, lambda u: self.nested(*nested, "before a change")()
+            sys.unraisablehook = lambda u: self.nested(*nested, "before a change")()
             try:
                 self.apply(op, i)
             finally:
@@ -406,30 +379,32 @@ class WatchSteps:
         self.changing = None
         self.probe("after")
 
-    @staticmethod
-    def restore():
-        for (d, key, _), original in zip(WATCHED, ORIGINAL):
-            for odd in [k for k in d if type(k) is not str]:
-                del d[odd]
-            d[key] = original
-        VXD.pop("_vxr_unwatched", None)
-        LEXER.read_token = READ_TOKEN
-
 
 NESTED = st.tuples(st.sampled_from(["mark", "delete", "restore", "odd key"]), st.integers(0, len(WATCHED) - 1))
-STEP = st.tuples(st.sampled_from(["mark", "delete", "restore", "odd key", "noise", "refill", "class"]),
+STEP = st.tuples(st.sampled_from(["mark", "delete", "restore", "restore", "odd key", "noise", "refill", "class"]),
                  st.integers(0, len(WATCHED) - 1), st.sampled_from(["direct", "finalizer", "dropped", "hook"]), NESTED)
+# A module function rebound in another watcher's notice; the module's
+# dictionary emptied and filled again, a call in each notice; an odd key.
+SEEN = [[("mark", 3, "hook", ("mark", 0))], [("refill", 0, "hook", ("mark", 3))], [("odd key", 0, "direct", ("mark", 0))]]
 
 
-@target(st.lists(STEP, max_size=10), 20, batch=5)
+@target(st.lists(STEP, min_size=4, max_size=12), 40, batch=5)
 def test_globals_watch(batch):
-    for steps in batch:
+    for steps in SEEN + batch:
         run = WatchSteps()
+        gc.disable()  # a finalizer the collector runs would change the globals between two probes
         try:
             for step in steps:
                 run.step(*step)
-        finally:
-            run.restore()
-        assert run.wrong == [], steps
-        run.probe("restored")
-        assert run.wrong == []
+        finally:  # as before the steps, with the finalizers still to come idle
+            wrong, run.wrong = run.wrong, None
+            gc.enable()
+            gc.collect()
+            for (d, key, _), original in zip(WATCHED, ORIGINAL):
+                [d.pop(k) for k in list(d) if type(k) is not str]
+                d[key] = original
+            VXD.pop("_vxr_unwatched", None)
+            LEXER.read_token = READ_TOKEN
+        after = WatchSteps()  # the finalizers of `run` stay idle
+        after.probe("restored")
+        assert wrong + after.wrong == [], steps

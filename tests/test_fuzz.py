@@ -3,6 +3,7 @@
 import collections
 import gc
 import os
+import random
 import re
 import shlex
 import sys
@@ -301,6 +302,7 @@ WATCHED = [(VXD, "re", lambda: types.SimpleNamespace(compile=marked_compile)),
            (shlex.__dict__, "shlex", lambda: MarkedShlex), (shlex.__dict__, "split", lambda: lambda *a: marked_split(*a)),
            (collections.__dict__, "OrderedDict", lambda: MarkedOD)]
 ORIGINAL = [d[k] for d, k, _ in WATCHED]
+DICTS = (VXD, re.__dict__, shlex.__dict__, collections.__dict__)
 PROBES = [("_split_textline_kora", ("1,, 'a b' ,c",)), ("_split_txtline_to_values_kora_no_check", ("q,, x",)),
           ("_split_txtline_to_values_kora_no_check_00", ("0,, x",)),
           ("_split_textline_kora_keyvalue_pair", ("gauss", "a = 1, b", print)),
@@ -314,14 +316,11 @@ GENERIC_PATH = {name: types.FunctionType(getattr(baseline, name).__code__, VXD, 
 
 
 class WatchSteps:
-    """Changes to the watched names, some made from a finalizer, from the
-    finalizer of a value that a change drops, or from sys.unraisablehook
-    called by a failing dictionary watcher (after the module's watcher is told
-    of a change, before it is made): the module answers as the generic path
-    after each and inside those callbacks."""
+    """Changes to the watched names, some from finalizers or a failing watcher's unraisable hook (told
+    of a change before it is made); the module answers as the generic path after each and inside those."""
 
     def __init__(self):
-        self.wrong, self.changing, self.depth = [], None, 0
+        self.wrong, self.changing, self.depth = [], (), 0
 
     def probe(self, when):
         self.wrong += [(when, name, outcome(OWN[name], *args)) for name, args in PROBES
@@ -329,28 +328,36 @@ class WatchSteps:
 
     def apply(self, op, i):
         d, key, stand_in = WATCHED[i]
-        self.changing = d
+        self.changing = (d,)
         if op in ("mark", "odd key"):  # a key that is not an exact str may equal any name
             d[key if op == "mark" else Sub(key)] = stand_in()
         elif op in ("delete", "restore"):
             d.pop(key, None) if op == "delete" else d.__setitem__(key, ORIGINAL[i])
-        elif op == "noise":
+        elif op == "noise":  # a name not watched
             d["_vxr_unwatched"] = object()
         elif op == "refill":  # the module's own: emptied, a standard module fails its own functions
-            saved, self.changing = dict(VXD), VXD
+            saved, self.changing = dict(VXD), (VXD,)
             VXD.clear()
             VXD.update(saved)
-        else:
+        elif op == "class":
             LEXER.read_token = READ_TOKEN if LEXER.read_token is not READ_TOKEN else marked_read_token
+        else:  # all as imported, each dictionary emptied and filled (it is then no longer unsure), finalizers idle
+            self.changing, wrong, self.wrong = DICTS, self.wrong, None
+            for d in DICTS:
+                kept = {k: v for k, v in d.items() if type(k) is str and k != "_vxr_unwatched"}
+                kept.update((key, original) for (dd, key, _), original in zip(WATCHED, ORIGINAL) if dd is d)
+                d.clear()
+                d.update(kept)
+            LEXER.read_token, self.wrong = READ_TOKEN, wrong
 
     def nested(self, op, j, when):
-        def action():  # a dictionary may not change while its watchers are being told
-            if self.depth == 0 and self.wrong is not None and not (when == "before a change" and WATCHED[j][0] is self.changing):
+        def action():  # idle once its run ends; no dictionary changes while its watchers are being told
+            if self.wrong is not None and self.depth == 0 and not (
+                    when == "before a change" and any(d is WATCHED[j][0] for d in self.changing)):
                 self.depth += 1
                 self.apply(op, j)
                 self.depth -= 1
-            if self.wrong is not None:
-                self.probe(when)
+            self.wrong is not None and self.probe(when)
         return action
 
     def step(self, op, i, context, nested):
@@ -360,13 +367,12 @@ class WatchSteps:
             d, key, stand_in = WATCHED[i]
             value = stand_in()
             value.finalizer = Finalizer(self.nested(*nested, "as a value is dropped"))
-            d[key] = value
-            del value
+            d[key], value = value, None
             self.apply(op, i)
         elif context == "hook" and sys.version_info >= (3, 12):
             import _testcapi
             failing, hook = _testcapi.add_dict_watcher(1), sys.unraisablehook
-            for d in (VXD, re.__dict__, shlex.__dict__, collections.__dict__):
+            for d in DICTS:
                 _testcapi.watch_dict(failing, d)
             sys.unraisablehook = lambda u: self.nested(*nested, "before a change")()
             try:
@@ -376,21 +382,28 @@ class WatchSteps:
                 _testcapi.clear_dict_watcher(failing)
         else:
             self.apply(op, i)
-        self.changing = None
+        self.changing = ()
         self.probe("after")
 
 
-NESTED = st.tuples(st.sampled_from(["mark", "delete", "restore", "odd key"]), st.integers(0, len(WATCHED) - 1))
-STEP = st.tuples(st.sampled_from(["mark", "delete", "restore", "restore", "odd key", "noise", "refill", "class"]),
-                 st.integers(0, len(WATCHED) - 1), st.sampled_from(["direct", "finalizer", "dropped", "hook"]), NESTED)
+OPS = ["mark", "delete", "restore", "odd key", "noise", "refill", "class", "reset", "reset"]
+CONTEXTS = ["direct", "finalizer", "dropped", "hook"]
+
+
+def watch_steps(seed):  # drawn from one number: hypothesis draws nested lists of tuples mostly at their simplest
+    rnd = random.Random(seed)
+    return [(rnd.choice(OPS), rnd.randrange(len(WATCHED)), rnd.choice(CONTEXTS),
+             (rnd.choice(OPS[:4]), rnd.randrange(len(WATCHED)))) for _ in range(rnd.randrange(4, 13))]
+
+
 # A module function rebound in another watcher's notice; the module's
 # dictionary emptied and filled again, a call in each notice; an odd key.
 SEEN = [[("mark", 3, "hook", ("mark", 0))], [("refill", 0, "hook", ("mark", 3))], [("odd key", 0, "direct", ("mark", 0))]]
 
 
-@target(st.lists(STEP, min_size=4, max_size=12), 40, batch=5)
+@target(st.integers(0, 2 ** 32), 40, batch=5)
 def test_globals_watch(batch):
-    for steps in SEEN + batch:
+    for steps in SEEN + [watch_steps(seed) for seed in batch]:
         run = WatchSteps()
         gc.disable()  # a finalizer the collector runs would change the globals between two probes
         try:
@@ -400,11 +413,7 @@ def test_globals_watch(batch):
             wrong, run.wrong = run.wrong, None
             gc.enable()
             gc.collect()
-            for (d, key, _), original in zip(WATCHED, ORIGINAL):
-                [d.pop(k) for k in list(d) if type(k) is not str]
-                d[key] = original
-            VXD.pop("_vxr_unwatched", None)
-            LEXER.read_token = READ_TOKEN
+            run.apply("reset", 0)
         after = WatchSteps()  # the finalizers of `run` stay idle
         after.probe("restored")
         assert wrong + after.wrong == [], steps

@@ -73,26 +73,6 @@ def test_simple_object_and_the_shared_default_list(vx):
         default[0].clear()
 
 
-@pytest.mark.parametrize("module, name, call", [
-    ("re", "compile", lambda vx: vx._split_txtline_to_values_kora_no_check("1,,2")),
-    ("shlex", "shlex", lambda vx: vx._split_textline_kora_keyvalue_pair("g", "A = 1 'B'", print)),
-    ("shlex", "split", lambda vx: vx._get_values_from_data_line_text_pslf("bus", 1, '1 "A B"', print)),
-    ("collections", "OrderedDict", lambda vx: vx._epc_assign_data_values("b", 1, ["1"], ["a"], {"a": {"type": 0}}, 0)),
-])
-def test_standard_attributes_are_read_at_each_call(vx, module, name, call):
-    """A standard module's attribute replaced for a while is what the calls meanwhile reach, and only those."""
-    module = sys.modules[module]
-    original, seen = getattr(module, name), []
-    expected = call(vx)
-    setattr(module, name, lambda *args: seen.append(args) or original(*args))
-    try:
-        assert call(vx) == expected and seen
-    finally:
-        setattr(module, name, original)
-    seen.clear()
-    assert call(vx) == expected and not seen
-
-
 def run_python(code, with_standin=True):
     """The output lines of code run by a fresh interpreter in the module's folder (the tests' on the path)."""
     folder = os.path.abspath(MODULE_DIR)  # a relative one would be read from the child's folder

@@ -129,9 +129,7 @@ def test_epc_samples():
         read_pslf(os.path.join(SAMPLES, "sample_v33.raw"))
 
 
-def unversioned(text, comment=""):
-    """A sample's text with the version left out of its header, and a
-    comment put before its header's own."""
+def unversioned(text, comment=""):  # the version left out of the header, a comment put before its own
     return re.sub(r" 3[34],(.*?)/ ", r",\1/ " + comment, text, count=1)
 
 

@@ -333,8 +333,6 @@ class WatchSteps:
             d[key if op == "mark" else Sub(key)] = stand_in()
         elif op in ("delete", "restore"):
             d.pop(key, None) if op == "delete" else d.__setitem__(key, ORIGINAL[i])
-        elif op == "noise":  # a name not watched
-            d["_vxr_unwatched"] = object()
         elif op == "refill":  # the module's own: emptied, a standard module fails its own functions
             saved, self.changing = dict(VXD), (VXD,)
             VXD.clear()
@@ -344,7 +342,7 @@ class WatchSteps:
         else:  # all as imported, each dictionary emptied and filled (it is then no longer unsure), finalizers idle
             self.changing, wrong, self.wrong = DICTS, self.wrong, None
             for d in DICTS:
-                kept = {k: v for k, v in d.items() if type(k) is str and k != "_vxr_unwatched"}
+                kept = {k: v for k, v in d.items() if type(k) is str}
                 kept.update((key, original) for (dd, key, _), original in zip(WATCHED, ORIGINAL) if dd is d)
                 d.clear()
                 d.update(kept)
@@ -386,7 +384,7 @@ class WatchSteps:
         self.probe("after")
 
 
-OPS = ["mark", "delete", "restore", "odd key", "noise", "refill", "class", "reset", "reset"]
+OPS = ["mark", "delete", "restore", "odd key", "refill", "class", "reset", "reset"]
 CONTEXTS = ["direct", "finalizer", "dropped", "hook"]
 
 

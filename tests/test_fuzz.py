@@ -355,7 +355,8 @@ class WatchSteps:
                 self.depth += 1
                 self.apply(op, j)
                 self.depth -= 1
-            self.wrong is not None and self.probe(when)
+            if self.wrong is not None:
+                self.probe(when)
         return action
 
     def step(self, op, i, context, nested):
